@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# Installs the library, static and shared, and uses it as a stranger would.
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+root=$here/../..
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export CXX=${CXX:-c++} CC=${CC:-cc} CXXFLAGS=-O0 CFLAGS=-O0
+strict=(-Wall -Wextra -Wpedantic -Wconversion -Werror -fsyntax-only)
+c_headers=(tkexport.h tkplatform.h tkversion.h)
+
+# The installation is moved once it is there, so that nothing in it can rely on its first place.
+install_library() { # kind, BUILD_SHARED_LIBS, TKGEN_BUILD_TOOLS
+    cmake -S "$root" -B "$work/build-$1" -DCMAKE_INSTALL_PREFIX="$work/first" \
+        -DBUILD_SHARED_LIBS="$2" -DTKGEN_BUILD_TOOLS="$3" -DTKGEN_BUILD_TESTS=OFF
+    cmake --build "$work/build-$1" --parallel 2
+    cmake --install "$work/build-$1"
+    rm -r "$work/build-$1"
+    mv "$work/first" "$work/$1"
+}
+
+expect() { # expected, what came
+    [[ $2 == "$1" ]] || { echo "FAILED: expected '$1', got '$2'" >&2 && exit 1; }
+}
+
+use_library() { # kind, pkg-config's options
+    PKG_CONFIG_PATH=$(dirname "$(find "$work/$1" -name tkgen.pc)")
+    export PKG_CONFIG_PATH
+    local said flags libs
+    said="$(pkg-config --modversion tkgen) $1"
+    read -ra flags <<<"$(pkg-config --cflags tkgen)"
+    read -ra libs <<<"$(pkg-config "${@:2}" --libs tkgen)"
+    "$CC" "${flags[@]}" -c "$here/window.c" -o "$work/window.o"
+    "$CXX" -std=c++17 "${flags[@]}" "$here/main.cpp" "$work/window.o" "${libs[@]}" -o "$work/plain"
+    expect "$said" "$(LD_LIBRARY_PATH=$(dirname "$PKG_CONFIG_PATH") "$work/plain")"
+
+    cmake -S "$here" -B "$work/consumer-$1" -DCMAKE_PREFIX_PATH="$work/$1"
+    cmake --build "$work/consumer-$1"
+    expect "$said" "$("$work/consumer-$1/consumer")"
+}
+
+check_headers() { # directory
+    (cd "$1" && printf '%s\n' *.h) |
+        xargs -P2 -I{} "$CXX" -std=c++17 "${strict[@]}" -I"$1" -x c++ -include {} /dev/null
+    printf '%s\n' "${c_headers[@]}" |
+        xargs -I{} "$CC" -std=c99 "${strict[@]}" -I"$1" -include {} "$here/window.c"
+}
+
+# What has its header in src/ stays inside the shared library.
+check_exports() {
+    local exported internal
+    exported=$(nm -DC --defined-only "$work"/shared/lib*/libtkgen.so | cut -d' ' -f3-)
+    grep -q '^TkThread::startControl' <<<"$exported"
+    internal=$(grep -rhoP '^(class|struct) (\S+ )?\KTk\w+(?=.*\{)|^namespace \Ktk\w+' "$root/src" \
+        --include='*.h' | sort -u | paste -sd'|')
+    expect TkTextCodec "$(grep -ow TkTextCodec <<<"$internal")"
+    expect '' "$(grep -E "^((vtable|typeinfo|typeinfo name) for )?($internal)(::|$)" <<<"$exported")"
+}
+
+install_library static OFF OFF
+install_library shared ON ON
+use_library static --static
+use_library shared
+check_headers "$work/static/include/tkgen"
+check_exports
+"$work/shared/bin/tkgen-sim" --help >/dev/null
+"$work/shared/bin/tkgen-console" --help >/dev/null
