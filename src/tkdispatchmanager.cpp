@@ -1,0 +1,247 @@
+#include "tkdispatchmanager.h"
+
+#include "tkdispatchers.h"
+#include "tkevent.h"
+#include "tkvocabulary.h"
+#include "tkwaits.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+
+namespace {
+
+enum EventClass { GENERATOR = 1, RELAY = 2, INFIMED = 3, TRANSFER = 4, GEHL = 5 };
+
+/// Events whose numbers run in step with their operations, from `first` on.
+template <class Dispatcher, std::size_t N>
+struct Range {
+    int first;
+    std::array<TkEvent<Dispatcher>, N> events;
+
+    constexpr TkEvent<Dispatcher> event(int command) const {
+        const bool holds = command >= first && command < first + static_cast<int>(N);
+        return holds ? events[static_cast<std::size_t>(command - first)] : TkEvent<Dispatcher>();
+    }
+};
+
+template <class Dispatcher>
+struct Row {
+    int command;
+    TkEvent<Dispatcher> event;
+};
+
+template <class Rows>
+auto find(const Rows &rows, int command) -> decltype(rows.front().event) {
+    const auto row = std::find_if(rows.begin(), rows.end(),
+                                  [=](const auto &one) { return one.command == command; });
+    return row == rows.end() ? decltype(rows.front().event)() : row->event;
+}
+
+} // namespace
+
+/// Which operation an event is, class by class. That of the generator stands in its vocabulary.
+struct TkDispatchManager::Tables {
+    using R = TkTCPIPDispatcher;
+    using I = TkInfimedDispatcher;
+    using Z = TkZModemDispatcher;
+    using G = TkGEHLDispatcher;
+
+    static constexpr Range<R, 13> server{
+        100,
+        {{&R::tcpip_Server_Failed, &R::tcpip_Server_Create, &R::tcpip_Server_Ready,
+          &R::tcpip_Server_Wait_For_Connection, &R::tcpip_Server_Accept, &R::tcpip_Server_Shutdown,
+          &R::tcpip_Server_Client, &R::tcpip_Server_Control, &R::tcpip_Server_Description,
+          &R::tcpip_Server_Enumerate, &R::tcpip_Server_Connect, &R::tcpip_Server_Disconnect,
+          &R::tcpip_Server_Logoff}}};
+
+    static constexpr Range<R, 14> client{
+        200,
+        {{&R::tcpip_Client_Failed, &R::tcpip_Client_Create, &R::tcpip_Client_Logging,
+          &R::tcpip_Client_Logon, &R::tcpip_Client_Description, &R::tcpip_Client_Enumerating,
+          &R::tcpip_Client_Addr_Ready, &R::tcpip_Client_Data_Ready, &R::tcpip_Client_Connect,
+          &R::tcpip_Client_Disconnect, &R::tcpip_Client_Message, &R::tcpip_Client_Shutdown,
+          &R::tcpip_Client_Site_Down, &R::tcpip_Client_Server_Down}}};
+
+    static constexpr Range<R, 16> control{
+        300,
+        {{&R::tcpip_Control_Failed, &R::tcpip_Control_Create, &R::tcpip_Control_Logging,
+          &R::tcpip_Control_Logon, &R::tcpip_Control_Description, &R::tcpip_Control_Enumerating,
+          &R::tcpip_Control_Addr_Ready, &R::tcpip_Control_Data_Ready, &R::tcpip_Control_Connecting,
+          &R::tcpip_Control_Connected, &R::tcpip_Control_Rejected, &R::tcpip_Control_Disconnect,
+          &R::tcpip_Control_Message, &R::tcpip_Control_Shutdown, &R::tcpip_Control_Site_Down,
+          &R::tcpip_Control_Server_Down}}};
+
+    static constexpr std::array<Row<I>, 10> infimed{{
+        {1001, &I::infimed_aquire_changed},
+        {1002, &I::infimed_edge_changed},
+        {1003, &I::infimed_window_changed},
+        {1004, &I::infimed_level_changed},
+        {1005, &I::infimed_mask_changed},
+        {1008, &I::infimed_horiz_reverse_changed},
+        {1009, &I::infimed_vert_reverse_changed},
+        {1012, &I::infimed_invert_changed},
+        {1013, &I::infimed_version_changed},
+        {2000, &I::infimed_error_message},
+    }};
+
+    static constexpr Range<Z, 5> transfer{
+        0,
+        {{&Z::establishing_comms, &Z::transfer_started, &Z::progress_changed,
+          &Z::transfer_cancelled, &Z::transfer_complete}}};
+
+    static constexpr std::array<Row<G>, 7> gehl{{
+        {'S', &G::gehl_state_changed},
+        {'F', &G::gehl_frame_rate_changed},
+        {'B', &G::gehl_fluoro_acquire_changed},
+        {'L', &G::gehl_store_loop_changed},
+        {'H', &G::gehl_horz_reverse_changed},
+        {'V', &G::gehl_vert_reverse_changed},
+        {'R', &G::gehl_receptor_changed},
+    }};
+
+    static TkEvent<R> relay(int command) {
+        return command < client.first    ? server.event(command)
+               : command < control.first ? client.event(command)
+                                         : control.event(command);
+    }
+
+    static TkEvent<TkGenDispatcher> generator(int command) {
+        const TkCommand *const row = TkCommandTable::find(command);
+        return row == nullptr ? TkEvent<TkGenDispatcher>() : row->event;
+    }
+};
+
+struct TkDispatchManager::Registration {
+    TkBaseDispatcher *dispatcher;
+    int eventClass;
+    std::atomic<bool> removed{false};
+
+    Registration(TkBaseDispatcher *d, int c) : dispatcher(d), eventClass(c) {}
+};
+
+TkDispatchManager::~TkDispatchManager() = default;
+
+void TkDispatchManager::addDispatcher(TkBaseDispatcher *dispatcher) {
+    if (dispatcher == nullptr) {
+        return;
+    }
+    const auto added = std::make_shared<Registration>(dispatcher, dispatcher->rtti());
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    auto list = m_pRegistrations ? std::make_shared<Registrations>(*m_pRegistrations)
+                                 : std::make_shared<Registrations>();
+    list->push_back(added);
+    m_pRegistrations = std::move(list);
+}
+
+bool TkDispatchManager::removeDispatcher(TkBaseDispatcher *dispatcher) {
+    const auto isIts = [=](const auto &one) { return one->dispatcher == dispatcher; };
+    {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        if (!m_pRegistrations) {
+            return false;
+        }
+        const auto list = std::make_shared<Registrations>(*m_pRegistrations);
+        const auto found = std::find_if(list->begin(), list->end(), isIts);
+        if (found == list->end()) {
+            return false;
+        }
+        (*found)->removed = true;
+        list->erase(found);
+        const bool registeredStill = std::any_of(list->begin(), list->end(), isIts);
+        m_pRegistrations = list;
+        if (registeredStill) {
+            return true;
+        }
+    }
+    // A walk that has the dispatcher in its snapshot is inside it by now, or will see that it was
+    // removed and not touch it.
+    tkwaits::untilLeft(dispatcher);
+    return true;
+}
+
+std::shared_ptr<const TkDispatchManager::Registrations> TkDispatchManager::snapshot() {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    return m_pRegistrations;
+}
+
+template <class Dispatcher>
+void TkDispatchManager::deliver(int eventClass, const TkEvent<Dispatcher> &event, void *data) {
+    const std::shared_ptr<const Registrations> list = event ? snapshot() : nullptr;
+    if (!list) {
+        return;
+    }
+    for (const std::shared_ptr<Registration> &one : *list) {
+        if (one->eventClass != eventClass) {
+            continue;
+        }
+        const tkwaits::Visit visit(one->dispatcher);
+        if (one->removed) {
+            continue;
+        }
+        try {
+            event.fire(static_cast<Dispatcher &>(*one->dispatcher), data);
+        } catch (...) {
+            // The application's own failure; the producer and the other dispatchers go on.
+        }
+    }
+}
+
+bool TkDispatchManager::dispatchMsg(int eventClass, int command, void *data) {
+    switch (eventClass) {
+    case GENERATOR:
+        deliver(eventClass, Tables::generator(command), data);
+        break;
+    case RELAY:
+        deliver(eventClass, Tables::relay(command), data);
+        break;
+    case INFIMED:
+        deliver(eventClass, find(Tables::infimed, command), data);
+        break;
+    case TRANSFER:
+        deliver(eventClass, Tables::transfer.event(command), data);
+        break;
+    case GEHL:
+        deliver(eventClass, find(Tables::gehl, command), data);
+        break;
+    default:
+        break;
+    }
+    return true;
+}
+
+void TkDispatchManager::lostComms(int eventClass) {
+    switch (eventClass) {
+    case GENERATOR:
+        deliver(eventClass, TkEvent<TkGenDispatcher>(&TkGenDispatcher::lostComms), nullptr);
+        break;
+    case INFIMED:
+        deliver(eventClass, TkEvent<TkInfimedDispatcher>(&TkInfimedDispatcher::lostComms), nullptr);
+        break;
+    case GEHL:
+        deliver(eventClass, TkEvent<TkGEHLDispatcher>(&TkGEHLDispatcher::lostComms), nullptr);
+        break;
+    default:
+        break;
+    }
+}
+
+void TkDispatchManager::CommsReEstablished(int eventClass) {
+    switch (eventClass) {
+    case GENERATOR:
+        deliver(eventClass, TkEvent<TkGenDispatcher>(&TkGenDispatcher::CommsReEstablished),
+                nullptr);
+        break;
+    case INFIMED:
+        deliver(eventClass, TkEvent<TkInfimedDispatcher>(&TkInfimedDispatcher::CommsReEstablished),
+                nullptr);
+        break;
+    case GEHL:
+        deliver(eventClass, TkEvent<TkGEHLDispatcher>(&TkGEHLDispatcher::CommsReEstablished),
+                nullptr);
+        break;
+    default:
+        break;
+    }
+}

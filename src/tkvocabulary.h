@@ -1,0 +1,48 @@
+#ifndef TKVOCABULARY_H
+#define TKVOCABULARY_H
+
+#include "tk.h"
+#include "tkdispatchers.h"
+#include "tkevent.h"
+
+#include <array>
+#include <cstddef>
+
+/// How the text of a value shows its sign.
+enum class TkValueKind {
+    plain,      ///< no sign of its own
+    plusSigned, ///< a plus before a value of 0 or more; a minus is one of two characters
+    signedWidth ///< one character more for a negative value than for others, in both directions
+};
+
+/// One command of the generator's text protocol: facts, never state.
+struct TkCommand {
+    Tk::TextCommands number;
+    char mnemonic[4];
+    int sentDigits;    ///< digits of a plain value of 0 or more; NOT_SENT: never sent
+    bool requestForms; ///< "?", "+" and so on are written out; else the bare mnemonic stands for
+                       ///< them
+    int replyChars;    ///< characters behind the mnemonic in a reply; NEVER: no reply carries it
+    TkValueKind kind;
+    Tk::TextCommands awaited; ///< the first item of the answer
+    bool answered;            ///< false: the generator doesn't answer, and nothing is waited for
+    TkEvent<TkGenDispatcher> event;
+};
+
+/// The key of a parameter that never travels: 1 once a dose-area-product meter has been found.
+constexpr int TK_METER_FOUND = 9999999;
+
+/// The vocabulary, the one place where it stands.
+struct TkCommandTable {
+    static constexpr int NOT_SENT = -1;
+    static constexpr int NEVER = -1;
+    static constexpr std::size_t SIZE = 84;
+
+    /// In the order in which the parameter table declares them.
+    static const std::array<TkCommand, SIZE> rows;
+
+    /// The row of a command number, or null. Takes any number.
+    static const TkCommand *find(int number);
+};
+
+#endif
