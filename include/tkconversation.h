@@ -1,0 +1,218 @@
+#ifndef TKCONVERSATION_H
+#define TKCONVERSATION_H
+
+#include "tk.h"
+#include "tkcomms.h"
+#include "tkthread.h"
+
+#include <atomic>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+class TkCommsLog;
+class TkParameterTable;
+
+/// What the control engines share: one conversation with a far end over a byte link. It queues
+/// frames and sends them one at a time, waits for each response and repeats a frame twice before
+/// the link counts as lost, cuts frames out of what arrives, keeps the parameter table and the
+/// logs. An engine adds how it frames, what answers what, and what an item means to it.
+///
+/// The work is done by the worker thread of TkThread; the operations here may be called from any
+/// thread, dispatchers' callbacks included, and don't block unless they say so. Creation starts
+/// no thread. Nobody may be inside an operation when the object is destroyed, and it mustn't be
+/// destroyed from one of its own callbacks.
+class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
+  public:
+    ~TkConversation() override;
+
+    /// Whether events go to the dispatchers; true at the start. Values are stored either way.
+    void enableDispatcher(bool enable) { m_bDispatcherEnabled = enable; }
+    bool isDispatcherEnabled() const { return m_bDispatcherEnabled; }
+
+    /// Turns polling on or off; off at the start. While it is on, a lost link is probed until the
+    /// far end answers. Turned off with `dropConnection`, the engine forgets all values and fires
+    /// lostComms before the call returns; that blocks while another thread's dispatcher runs. From
+    /// a callback it never blocks: when another thread is in a callback of this engine, that
+    /// thread carries it out as soon as its callback has returned.
+    void enableRefresh(bool enable, bool dropConnection);
+    bool refreshEnabled() const { return m_bRefreshEnabled; }
+
+    /// Whether enough is known about the far end to work with it.
+    bool connected() const { return m_bConnected; }
+
+    /// The link, or null.
+    TkComms *getCommDevice();
+
+    /// Puts another link, or null, in the place of the present one, which is destroyed if the
+    /// engine made it itself. A link of the application must outlive the worker's current cycle;
+    /// the new one stays the application's. The conversation goes on where it is: a frame that
+    /// awaits its response goes out again on the new link.
+    void changeCommDevice(TkComms *comms);
+
+    /// Switches the raw log on or off: every byte in each direction. Switching off drops what it
+    /// holds. A log grows until it is read.
+    void bufferRawComms(bool enable);
+    bool isRawCommsBuffered() const;
+
+    /// Moves up to `size` bytes out of the raw log into `buffer`, which has room for one more, and
+    /// ends them with a zero byte. `direction` 0 reads what was received, any other value what was
+    /// sent. Returns the number of bytes, or -1 when the log is off or `buffer` is null.
+    int readRawComms(char *buffer, unsigned int size, int direction);
+
+    /// The parsed log: a line of text for each frame and each control byte. As the raw log.
+    void bufferParsedComms(bool enable);
+    bool isParsedCommsBuffered() const;
+    int readParsedComms(char *buffer, unsigned int size);
+
+  protected:
+    /// A decoded item: a command or parameter, and its value.
+    struct Item {
+        int command;
+        int value;
+    };
+
+    /// What a caller of transmitMsg is to wait for, if he wants to.
+    struct Answer {
+        bool wanted;
+        int key;
+        unsigned long stored;
+    };
+
+    /// Holds the engine's turn, m_TxMutex, for a block; see there. False when the worker couldn't
+    /// have it because it is being stopped.
+    class Turn {
+      public:
+        explicit Turn(TkConversation &engine) : m_Engine(engine), m_bHeld(engine.beginTurn()) {}
+        ~Turn() {
+            if (m_bHeld) {
+                m_Engine.endTurn();
+            }
+        }
+        Turn(const Turn &) = delete;
+        Turn &operator=(const Turn &) = delete;
+        explicit operator bool() const { return m_bHeld; }
+
+      private:
+        TkConversation &m_Engine;
+        bool m_bHeld;
+    };
+
+    /// `eventClass` is that of the engine's dispatchers, `farEnd` its name in the parsed log,
+    /// `keys` the parameters. The engine stops the thread in its own destructor.
+    TkConversation(int eventClass, const char *farEnd, std::shared_ptr<TkComms> comms,
+                   const std::vector<int> &keys);
+
+    /// A link as the engine holds it when it is the application's: it is never destroyed here.
+    static std::shared_ptr<TkComms> borrowed(TkComms *comms);
+
+    void threadCycle() override;
+
+    // --- What an engine adds; all on the worker thread, but for forget ---
+
+    /// Whether the bytes received so far are a whole frame.
+    virtual bool frameComplete(const std::vector<unsigned char> &received) const = 0;
+    /// Takes a frame apart. False when it is no valid frame.
+    virtual bool decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) = 0;
+    /// Whether the far end responds to a frame that awaits this item.
+    virtual bool isAnswered(int awaited) const = 0;
+    /// Whether a frame whose first item is `command` responds to one that awaits `awaited`.
+    virtual bool answers(int command, int awaited) const = 0;
+    /// Takes one item over.
+    virtual void handleReceivedMsg(int command, int value) = 0;
+    /// Queues the request that tells whether a lost far end is back.
+    virtual void sendProbe() = 0;
+    /// Forgets what is known, as the link is lost. With the turn held, on any thread.
+    virtual void forget() = 0;
+
+    // --- What an engine uses ---
+
+    /// The limit of a waiting call in ms: four times the link's response time, or 2000 with none.
+    unsigned long waitLimit();
+    /// Appends a frame, and with `wait` makes the value of `awaits` unknown, so that its answer
+    /// can't be missed. The caller holds the queue's lock, from the encoding on.
+    Answer queueFrame(std::vector<unsigned char> frame, int awaits, bool wait)
+        TKGEN_REQUIRES(m_QueueMutex);
+    /// Waits for an answer up to `limit` ms. At once false on the worker thread, which would have
+    /// to bring it.
+    bool waitForAnswer(const Answer &answer, unsigned long limit);
+    /// How many frames are queued.
+    std::size_t queuedFrames();
+
+    /// The parameter table. It has a lock of its own; reading takes none.
+    const std::unique_ptr<TkParameterTable> m_pParameters;
+
+    /// Guards the transmit queue, and keeps an encoding and its queueing together. The codec's lock
+    /// and the table's may be taken while it is held. Never held while a dispatcher or the link
+    /// runs.
+    TkMutex m_QueueMutex;
+
+  private:
+    struct Outgoing {
+        std::vector<unsigned char> frame;
+        int awaits; // the item, or record, that answers it
+        bool sent;
+    };
+
+    void processTransmitedMsgs();
+    void processReceivedMsgs();
+    void checkResponseTimer();
+    void startResponseTimer(TkComms &comms);
+    void flushTxBuffer();
+    void lostComms();
+
+    bool receiveByte(unsigned char byte);
+    void receiveAck();
+    void handleFrame();
+    void handleItems();
+    const Outgoing *frameAwaitingResponse();
+    void frontAnswered();
+    void dropFrontFrame();
+    void clearReceived();
+
+    bool beginTurn() TKGEN_UNCHECKED;
+    void endTurn() TKGEN_UNCHECKED;
+    void serveRequestedLoss();
+    void forgetAndTell();
+
+    std::shared_ptr<TkComms> link();
+    void addParsedComms(const char *prefix, const unsigned char *frame, std::size_t length);
+    void logRefused(const char *why);
+
+    const int m_nEventClass;
+    const std::string m_FarEnd;
+
+    /// The engine's turn: held while a received item or a loss is taken over and its dispatchers
+    /// run, so that they see one state and one event at a time. A callback on the same thread may
+    /// take it again. All other locks may be taken while it is held; it isn't taken while another
+    /// one is, and nothing but taking over and losing waits for it.
+    TkMutex m_TxMutex;
+    std::atomic<int> m_nLossRequested{0}; // whoever ends a turn carries it out
+
+    TkMutex m_LinkMutex; // guards the pointer; a leaf
+    std::shared_ptr<TkComms> m_pComms TKGEN_GUARDED_BY(m_LinkMutex);
+
+    std::deque<Outgoing> m_TxQueue TKGEN_GUARDED_BY(m_QueueMutex);
+
+    const std::unique_ptr<TkCommsLog> m_pRawRx;
+    const std::unique_ptr<TkCommsLog> m_pRawTx;
+    const std::unique_ptr<TkCommsLog> m_pParsed;
+
+    std::atomic<bool> m_bDispatcherEnabled{true};
+    std::atomic<bool> m_bRefreshEnabled{false};
+    std::atomic<bool> m_bConnected{false};
+    std::atomic<bool> m_bReceivedLost{false}; // the worker is to empty m_RxBuffer
+
+    // The worker's own
+    std::vector<unsigned char> m_RxBuffer;
+    std::vector<Item> m_Items;
+    bool m_bOverlong = false; // m_RxBuffer is what is left of more than any frame holds
+    TkTimer m_ResponseTimer{0};
+    bool m_bAwaitingResponse = false;
+    bool m_bFlushOnReply = false; // the next frame ends the search for a lost far end
+    int m_nRetries = 0;
+};
+
+#endif

@@ -1,0 +1,107 @@
+#ifndef TKGENERATORCONTROL_H
+#define TKGENERATORCONTROL_H
+
+#include "tkconversation.h"
+#include "tkserial.h"
+
+class TkErrorQueue;
+class TkTextCodec;
+
+/// Drives one X-ray generator over a byte link. Its worker thread sends what is queued, one frame
+/// at a time, stores what the generator answers in the parameter table, and tells the registered
+/// TkGenDispatcher objects of every change; see TkConversation for what it shares with the other
+/// engines, threads among it.
+///
+/// The usual order is: create it, register dispatchers, startControl, enableRefresh(true, false).
+/// Unless enableExposures says that the application takes part in exposures, the engine answers
+/// every prep of the generator with a refusal. It echoes every latched error by itself.
+class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
+  public:
+    /// Drives the generator at the end of the application's link, or of none if it is null.
+    explicit TkGeneratorControl(TkComms *comms);
+
+    /// Opens a serial port of its own for reading and writing. A port that can't be opened shows
+    /// by isOpen() of getCommDevice().
+    explicit TkGeneratorControl(TkSerial::COM_PORTS port);
+
+    /// Stops the thread and releases what the object owns.
+    ~TkGeneratorControl() override;
+
+    /// The last known value of a parameter: what the generator sent, but the film screen "FS" as 0,
+    /// 1 or 2. Tk::VALUE_UNKNOWN when it isn't known, or no such parameter exists.
+    int getGenParam(Tk::TextCommands command) const;
+
+    /// Stores a value in the parameter table. Nothing is sent and no event fires. False when no
+    /// such parameter exists.
+    bool setGenParam(Tk::TextCommands command, int value);
+
+    /// Queues a command: a value, or one of the request values of Tk::SpecialValues; it goes out
+    /// when all that was queued before has been answered. Film screen "FS" takes 0, 1 or 2 and no
+    /// request. False, and nothing queued, for a command that isn't sent, or a value that it can't
+    /// carry.
+    ///
+    /// With `wait` the value of the parameter becomes unknown, and the call blocks until the
+    /// generator has told it: true; or until four times the link's response time have passed, 2 s
+    /// without a link: false, and the frame stays queued. "RR", "RF", "RS" and "CD" wait for the
+    /// first parameter of their answer. On the engine's worker thread, as in a callback, no answer
+    /// can come: there it returns false at once, with the frame queued.
+    bool transmitMsg(Tk::TextCommands command, int value, bool wait);
+
+    /// Whether the application takes part in exposures; false at the start. If not, preps are
+    /// refused by the engine and aren't told to the dispatchers.
+    void enableExposures(bool enable) { m_bExposuresEnabled = enable; }
+    bool exposuresEnabled() const { return m_bExposuresEnabled; }
+
+    /// What the room has; none of it at the start. isFeatureEnabled is true when any of the given
+    /// bits is set.
+    void enableFeatures(Tk::Features features) { m_nFeatures |= features; }
+    void disableFeatures(Tk::Features features) { m_nFeatures &= ~features; }
+    void clearFeatures() { m_nFeatures = 0; }
+    bool isFeatureEnabled(Tk::Features features) const { return (m_nFeatures & features) != 0; }
+    int getFeatureFlags() const { return m_nFeatures; }
+
+    /// The generator family, GENERATOR_ARKONA at the start. A change takes effect at once.
+    void setGeneratorType(Tk::GeneratorTypes type) { m_nGeneratorType = type; }
+    Tk::GeneratorTypes getGeneratorType() const {
+        return static_cast<Tk::GeneratorTypes>(m_nGeneratorType.load());
+    }
+
+    /// The number of the oldest error that waits, or of the oldest latched one; 0 when none does.
+    /// With `remove` it is taken off its queue, and the parameter "ER" or "EL" becomes 0. A queue
+    /// holds 1000 errors; what comes while it is full is told by its event alone.
+    int getError(bool remove);
+    int getLatchedError(bool remove);
+
+    /// Empties a queue of errors and makes the parameter "ER" or "EL" unknown.
+    void flushErrors();
+    void flushLatchedErrors();
+
+  private:
+    explicit TkGeneratorControl(std::shared_ptr<TkComms> comms);
+
+    bool frameComplete(const std::vector<unsigned char> &received) const override;
+    bool decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) override;
+    bool isAnswered(int awaited) const override;
+    bool answers(int command, int awaited) const override;
+    void handleReceivedMsg(int command, int value) override;
+    void sendProbe() override;
+    void forget() override;
+
+    void takeOver(int command, int value);
+    void storeAndTell(int command, int value, bool takesPart);
+    static bool isTold(int command, bool changed, bool takesPart);
+    void respond(int command, int value, bool takesPart);
+    int takeError(TkErrorQueue &errors, Tk::TextCommands parameter, bool remove);
+
+    const std::unique_ptr<TkTextCodec> m_pCodec; // encodes under m_QueueMutex
+    const std::unique_ptr<TkErrorQueue> m_pLatchedErrors;
+    const std::unique_ptr<TkErrorQueue> m_pErrors;
+
+    std::atomic<int> m_nGeneratorType{GENERATOR_ARKONA};
+    std::atomic<int> m_nFeatures{0};
+    std::atomic<bool> m_bExposuresEnabled{false};
+    std::atomic<bool> m_bRadExposure{false};
+    std::atomic<bool> m_bFluoroExposure{false};
+};
+
+#endif

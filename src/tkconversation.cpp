@@ -1,0 +1,368 @@
+#include "tkconversation.h"
+
+#include "tkcommslog.h"
+#include "tkdispatchmanager.h"
+#include "tkparametertable.h"
+#include "tkwaits.h"
+
+#include <cstdio>
+#include <utility>
+
+namespace {
+
+constexpr unsigned char ACK = 0x06;
+constexpr unsigned char NAK = 0x15;
+constexpr int MOST_RETRIES = 2;
+
+/// A binary frame with the longest length that its two bytes can tell. Nothing longer is kept.
+constexpr std::size_t LONGEST_FRAME = 0xFFFF + 5;
+
+/// As many bytes are taken in one cycle at the most, so that a line that never falls silent keeps
+/// neither the response timer nor a stop from its turn.
+constexpr std::size_t BYTES_A_CYCLE = LONGEST_FRAME;
+
+bool isPrintable(unsigned char byte) {
+    return byte >= 0x20 && byte < 0x7F;
+}
+
+} // namespace
+
+TkConversation::TkConversation(int eventClass, const char *farEnd, std::shared_ptr<TkComms> comms,
+                               const std::vector<int> &keys)
+    : m_pParameters(new TkParameterTable(keys)), m_nEventClass(eventClass), m_FarEnd(farEnd),
+      m_pComms(std::move(comms)), m_pRawRx(new TkCommsLog), m_pRawTx(new TkCommsLog),
+      m_pParsed(new TkCommsLog) {}
+
+TkConversation::~TkConversation() = default;
+
+std::shared_ptr<TkComms> TkConversation::borrowed(TkComms *comms) {
+    return {comms, [](TkComms *) {}};
+}
+
+void TkConversation::threadCycle() {
+    processTransmitedMsgs();
+    processReceivedMsgs();
+    checkResponseTimer();
+}
+
+// --- Sending ------------------------------------------------------------------------------------
+
+unsigned long TkConversation::waitLimit() {
+    const std::shared_ptr<TkComms> comms = link();
+    return comms ? 4 * comms->timeoutPeriod() : 2000;
+}
+
+TkConversation::Answer TkConversation::queueFrame(std::vector<unsigned char> frame, int awaits,
+                                                  bool wait) {
+    m_TxQueue.push_back({std::move(frame), awaits, false});
+    if (!wait) {
+        return {false, awaits, 0};
+    }
+    return {true, awaits, m_pParameters->expect(awaits).stored};
+}
+
+bool TkConversation::waitForAnswer(const Answer &answer, unsigned long limit) {
+    if (!answer.wanted) {
+        return true;
+    }
+    return !onThread() && m_pParameters->await({answer.key, answer.stored}, limit);
+}
+
+std::size_t TkConversation::queuedFrames() {
+    const TkLock lock(m_QueueMutex);
+    return m_TxQueue.size();
+}
+
+/// At most one frame that expects a response is ever under way. It stays at the front until it is
+/// answered, so that a repetition sends the same bytes. Only the worker takes frames away, so the
+/// front stays where it is while the link is busy with it, without the lock.
+void TkConversation::processTransmitedMsgs() {
+    const std::shared_ptr<TkComms> comms = link();
+    if (!comms) {
+        flushTxBuffer();
+        return;
+    }
+    if (m_bAwaitingResponse) {
+        return;
+    }
+    Outgoing *front = nullptr;
+    {
+        const TkLock lock(m_QueueMutex);
+        if (m_TxQueue.empty()) {
+            return;
+        }
+        front = &m_TxQueue.front();
+        front->sent = true;
+    }
+    std::vector<unsigned char> &frame = front->frame;
+    m_pRawTx->append(frame.data(), frame.size());
+    // Whether it went out shows by its answer.
+    comms->write_str(reinterpret_cast<char *>(frame.data()),
+                     static_cast<unsigned int>(frame.size()));
+    addParsedComms("TRANSMITTED: ", frame.data(), frame.size());
+    if (isAnswered(front->awaits)) {
+        startResponseTimer(*comms);
+    } else {
+        dropFrontFrame();
+    }
+}
+
+void TkConversation::startResponseTimer(TkComms &comms) {
+    m_bAwaitingResponse = true;
+    m_ResponseTimer.setLength(static_cast<long>(comms.timeoutPeriod()));
+}
+
+void TkConversation::checkResponseTimer() {
+    if (!m_bAwaitingResponse || !m_ResponseTimer.timedOut()) {
+        return;
+    }
+    m_bAwaitingResponse = false;
+    if (m_nRetries < MOST_RETRIES) {
+        clearReceived();
+        ++m_nRetries;
+        return;
+    }
+    lostComms();
+    flushTxBuffer();
+    m_nRetries = 0;
+    m_bFlushOnReply = m_bRefreshEnabled;
+    if (m_bFlushOnReply) {
+        sendProbe();
+    }
+}
+
+void TkConversation::dropFrontFrame() {
+    const TkLock lock(m_QueueMutex);
+    if (!m_TxQueue.empty()) {
+        m_TxQueue.pop_front();
+    }
+}
+
+void TkConversation::flushTxBuffer() {
+    const TkLock lock(m_QueueMutex);
+    m_TxQueue.clear();
+}
+
+// --- Receiving ----------------------------------------------------------------------------------
+
+void TkConversation::processReceivedMsgs() {
+    const std::shared_ptr<TkComms> comms = link();
+    if (!comms) {
+        return;
+    }
+    char byte = 0;
+    for (std::size_t i = 0; i < BYTES_A_CYCLE && comms->read_ch(&byte) > 0; ++i) {
+        if (!receiveByte(static_cast<unsigned char>(byte))) {
+            return;
+        }
+    }
+}
+
+/// Returns whether this cycle goes on reading.
+bool TkConversation::receiveByte(unsigned char byte) {
+    if (m_bReceivedLost && m_bReceivedLost.exchange(false)) {
+        clearReceived();
+    }
+    m_pRawRx->append(&byte, 1);
+    if (m_RxBuffer.empty() && byte == NAK) {
+        addParsedComms("RECEIVED: ", &byte, 1); // the response timer decides
+        return false;
+    }
+    if (m_RxBuffer.size() == LONGEST_FRAME) {
+        m_bOverlong = true;
+        m_RxBuffer.erase(m_RxBuffer.begin() + 1, m_RxBuffer.end() - 1);
+    }
+    m_RxBuffer.push_back(byte);
+    if (m_RxBuffer.size() == 1 && byte == ACK) {
+        receiveAck();
+    } else if (frameComplete(m_RxBuffer)) {
+        handleFrame();
+        clearReceived();
+    }
+    return true;
+}
+
+void TkConversation::receiveAck() {
+    addParsedComms("RECEIVED: ", m_RxBuffer.data(), m_RxBuffer.size());
+    if (frameAwaitingResponse() != nullptr) {
+        frontAnswered();
+    }
+    clearReceived();
+}
+
+void TkConversation::handleFrame() {
+    if (m_bFlushOnReply) {
+        // The far end is back. What it says may answer a question of before the loss: it and what
+        // was queued meanwhile are thrown away.
+        flushTxBuffer();
+        m_bFlushOnReply = false;
+        m_nRetries = 0;
+    } else if (m_bOverlong || !decodeFrame(m_RxBuffer, m_Items)) {
+        logRefused("Invalid Checksum on");
+    } else if (m_Items.empty() || !m_pParameters->declares(m_Items.front().command)) {
+        logRefused("Unknown");
+    } else {
+        handleItems();
+    }
+}
+
+void TkConversation::handleItems() {
+    addParsedComms("RECEIVED:    ", m_RxBuffer.data(), m_RxBuffer.size());
+    const Outgoing *const front = frameAwaitingResponse();
+    if (front != nullptr && answers(m_Items.front().command, front->awaits)) {
+        frontAnswered();
+    }
+    for (const Item &item : m_Items) {
+        handleReceivedMsg(item.command, item.value);
+    }
+}
+
+/// Only a frame that was sent can be answered: one that was queued while the rest of a wait runs
+/// out is not meant.
+const TkConversation::Outgoing *TkConversation::frameAwaitingResponse() {
+    const TkLock lock(m_QueueMutex);
+    const bool awaiting = m_bAwaitingResponse && !m_TxQueue.empty() && m_TxQueue.front().sent;
+    return awaiting ? &m_TxQueue.front() : nullptr;
+}
+
+void TkConversation::frontAnswered() {
+    m_bFlushOnReply = false;
+    m_bAwaitingResponse = false;
+    m_nRetries = 0;
+    dropFrontFrame();
+}
+
+void TkConversation::clearReceived() {
+    m_RxBuffer.clear();
+    m_bOverlong = false;
+}
+
+// --- Losing the link ----------------------------------------------------------------------------
+
+void TkConversation::enableRefresh(bool enable, bool dropConnection) {
+    m_bRefreshEnabled = enable;
+    if (!enable && dropConnection) {
+        lostComms();
+    }
+}
+
+/// In a callback the thread may hold another engine's turn, or be waited for by the thread that
+/// holds this one's: it doesn't wait, but leaves the loss to the one whose turn it is.
+void TkConversation::lostComms() {
+    if (tkwaits::insideAny()) {
+        m_nLossRequested.exchange(1);
+        serveRequestedLoss();
+        return;
+    }
+    const Turn turn(*this);
+    if (turn) {
+        forgetAndTell();
+    }
+}
+
+void TkConversation::forgetAndTell() {
+    forget();
+    m_bReceivedLost = true;
+    m_bConnected = false;
+    if (m_bDispatcherEnabled) {
+        m_DispatchManager.lostComms(m_nEventClass);
+    }
+}
+
+/// Another thread that has the turn is dropping the connection, and its callbacks run. They may be
+/// waiting for this worker's end: a stop is noticed while waiting.
+bool TkConversation::beginTurn() {
+    if (!onThread()) {
+        m_TxMutex.lock();
+        return true;
+    }
+    while (!m_TxMutex.try_lock()) {
+        if (!isThreadActive()) {
+            return false;
+        }
+        tksleep(1);
+    }
+    return true;
+}
+
+void TkConversation::endTurn() {
+    m_TxMutex.unlock();
+    serveRequestedLoss();
+}
+
+/// A request finds the turn free, or whoever has it looks here after giving it back. Both look by a
+/// read-modify-write, which orders them against each other.
+void TkConversation::serveRequestedLoss() {
+    while (m_nLossRequested.fetch_add(0) != 0 && m_TxMutex.try_lock()) {
+        if (m_nLossRequested.exchange(0) != 0) {
+            forgetAndTell();
+        }
+        m_TxMutex.unlock();
+    }
+}
+
+// --- The link and the logs ----------------------------------------------------------------------
+
+std::shared_ptr<TkComms> TkConversation::link() {
+    const TkLock lock(m_LinkMutex);
+    return m_pComms;
+}
+
+TkComms *TkConversation::getCommDevice() {
+    return link().get();
+}
+
+void TkConversation::changeCommDevice(TkComms *comms) {
+    std::shared_ptr<TkComms> present = borrowed(comms);
+    const TkLock lock(m_LinkMutex);
+    m_pComms.swap(present);
+}
+
+void TkConversation::bufferRawComms(bool enable) {
+    m_pRawRx->enable(enable);
+    m_pRawTx->enable(enable);
+}
+
+bool TkConversation::isRawCommsBuffered() const {
+    return m_pRawRx->enabled();
+}
+
+int TkConversation::readRawComms(char *buffer, unsigned int size, int direction) {
+    return (direction == 0 ? m_pRawRx : m_pRawTx)->read(buffer, size);
+}
+
+void TkConversation::bufferParsedComms(bool enable) {
+    m_pParsed->enable(enable);
+}
+
+bool TkConversation::isParsedCommsBuffered() const {
+    return m_pParsed->enabled();
+}
+
+int TkConversation::readParsedComms(char *buffer, unsigned int size) {
+    return m_pParsed->read(buffer, size);
+}
+
+/// A line: tick, prefix, printable bytes as they are and others by their number, as in KV070<3>;
+void TkConversation::addParsedComms(const char *prefix, const unsigned char *frame,
+                                    std::size_t length) {
+    if (!m_pParsed->enabled()) {
+        return;
+    }
+    std::string line = std::to_string(TkTimer::time()) + " ms -- " + prefix;
+    for (std::size_t i = 0; i < length; ++i) {
+        if (isPrintable(frame[i])) {
+            line += static_cast<char>(frame[i]);
+        } else {
+            line += '<' + std::to_string(frame[i]) + '>';
+        }
+    }
+    line += '\n';
+    m_pParsed->append(line.data(), line.size());
+}
+
+void TkConversation::logRefused(const char *why) {
+    const std::string prefix =
+        std::string("RECEIVED:     ") + why + " message received from " + m_FarEnd + "... -> ";
+    addParsedComms(prefix.c_str(), m_RxBuffer.data(), m_RxBuffer.size());
+}

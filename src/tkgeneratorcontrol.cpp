@@ -1,0 +1,249 @@
+#include "tkgeneratorcontrol.h"
+
+#include "tkdispatchmanager.h"
+#include "tkerrorqueue.h"
+#include "tkparametertable.h"
+#include "tktextcodec.h"
+#include "tkvocabulary.h"
+
+#include <new>
+
+namespace {
+
+constexpr int GENERATOR_EVENTS = 1;
+constexpr unsigned char ETX = 0x03;
+constexpr unsigned char BINARY_START = 0x01;
+
+/// The generator decides how many preps and errors it sends: with so many frames queued, the engine
+/// adds no response of its own.
+constexpr std::size_t MOST_QUEUED_RESPONSES = 1000;
+
+/// The wire's name for film screen 0, 1 and 2, by position.
+constexpr int WIRE_FILM_SCREENS[] = {1, 10, 100};
+
+int filmScreenFromWire(int value) {
+    for (int i = 0; i < 3; ++i) {
+        if (WIRE_FILM_SCREENS[i] == value) {
+            return i;
+        }
+    }
+    return value;
+}
+
+/// Every command in the order of the vocabulary, and behind the meter's status whether one was
+/// found.
+std::vector<int> declareParameters() {
+    std::vector<int> keys;
+    keys.reserve(TkCommandTable::SIZE + 1);
+    for (const TkCommand &row : TkCommandTable::rows) {
+        keys.push_back(row.number);
+        if (row.number == Tk::DS) {
+            keys.push_back(TK_METER_FOUND);
+        }
+    }
+    return keys;
+}
+
+std::shared_ptr<TkComms> serialPort(TkSerial::COM_PORTS port) {
+    return std::make_shared<TkSerial>(TkSerial::getCommName(port), TkSerial::MODE_READ_WRITE);
+}
+
+} // namespace
+
+TkGeneratorControl::TkGeneratorControl(std::shared_ptr<TkComms> comms)
+    : TkConversation(GENERATOR_EVENTS, "generator", std::move(comms), declareParameters()),
+      m_pCodec(new TkTextCodec), m_pLatchedErrors(new TkErrorQueue), m_pErrors(new TkErrorQueue) {}
+
+TkGeneratorControl::TkGeneratorControl(TkComms *comms) : TkGeneratorControl(borrowed(comms)) {}
+
+TkGeneratorControl::TkGeneratorControl(TkSerial::COM_PORTS port)
+    : TkGeneratorControl(serialPort(port)) {}
+
+TkGeneratorControl::~TkGeneratorControl() {
+    stopControl();
+}
+
+int TkGeneratorControl::getGenParam(Tk::TextCommands command) const {
+    return m_pParameters->value(command);
+}
+
+bool TkGeneratorControl::setGenParam(Tk::TextCommands command, int value) {
+    return m_pParameters->store(command, value);
+}
+
+// --- Sending ------------------------------------------------------------------------------------
+
+bool TkGeneratorControl::transmitMsg(Tk::TextCommands command, int value, bool wait) {
+    const TkCommand *const row = TkCommandTable::find(command);
+    if (row == nullptr) {
+        return false;
+    }
+    if (command == Tk::FS) {
+        if (value < 0 || value > 2) {
+            return false;
+        }
+        value = WIRE_FILM_SCREENS[value];
+    }
+    const unsigned long limit = waitLimit();
+    Answer answer{};
+    try {
+        const TkLock lock(m_QueueMutex);
+        if (!m_pCodec->encode(command, value)) {
+            return false;
+        }
+        answer = queueFrame(m_pCodec->encodedMsg(), row->awaited, wait);
+        if (command == Tk::XR && value == 0) {
+            m_bRadExposure = false; // the console ends the exposure: nobody has to confirm it
+        }
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+    return waitForAnswer(answer, limit);
+}
+
+bool TkGeneratorControl::isAnswered(int awaited) const {
+    const TkCommand *const row = TkCommandTable::find(awaited);
+    return row == nullptr || row->answered;
+}
+
+void TkGeneratorControl::sendProbe() {
+    transmitMsg(Tk::ST, Tk::REQUEST_QUERY, false);
+}
+
+// --- Receiving ----------------------------------------------------------------------------------
+
+/// Text ends one byte, the sum, behind the first ETX. The sum can have any value, that of an ETX
+/// too. A binary frame isn't text, whatever its bytes are.
+bool TkGeneratorControl::frameComplete(const std::vector<unsigned char> &received) const {
+    return received.size() > 2 && received[received.size() - 2] == ETX &&
+           received.front() != BINARY_START;
+}
+
+bool TkGeneratorControl::decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) {
+    if (!m_pCodec->decode(&frame)) {
+        return false;
+    }
+    items.clear();
+    for (int i = 0; i < m_pCodec->getNumCmds(); ++i) {
+        items.push_back({m_pCodec->decodedCmd(i), m_pCodec->decodedValue(i)});
+    }
+    return true;
+}
+
+/// An error is the generator's answer to whatever it was asked.
+bool TkGeneratorControl::answers(int command, int awaited) const {
+    return command == awaited || command == Tk::EL || command == Tk::ER;
+}
+
+void TkGeneratorControl::handleReceivedMsg(int command, int value) {
+    if (command == Tk::FS) {
+        value = filmScreenFromWire(value);
+    }
+    const bool takesPart = m_bExposuresEnabled;
+    {
+        const Turn turn(*this);
+        if (!turn) {
+            return;
+        }
+        takeOver(command, value);
+        storeAndTell(command, value, takesPart);
+    }
+    // A prep that wasn't told is refused, even if the switch has been turned on meanwhile; and so
+    // is one whose callback turned it off.
+    respond(command, value, takesPart && m_bExposuresEnabled);
+}
+
+/// What an item means to the engine itself.
+void TkGeneratorControl::takeOver(int command, int value) {
+    switch (command) {
+    case Tk::EL:
+        m_pLatchedErrors->add(value);
+        break;
+    case Tk::ER:
+        m_pErrors->add(value);
+        break;
+    case Tk::GR:
+        m_nGeneratorRevision = value;
+        break;
+    case Tk::XR:
+        m_bRadExposure = value == 1;
+        break;
+    case Tk::FLX:
+        m_bFluoroExposure = value == 1;
+        break;
+    default:
+        break;
+    }
+}
+
+void TkGeneratorControl::storeAndTell(int command, int value, bool takesPart) {
+    int before = 0;
+    if (!m_pParameters->exchange(command, value, before)) {
+        return;
+    }
+    const bool changed = value != before;
+    if (!isDispatcherEnabled() || !isTold(command, changed, takesPart)) {
+        return;
+    }
+    m_DispatchManager.dispatchMsg(GENERATOR_EVENTS, command, &value);
+    if (changed && (command == Tk::ER || command == Tk::EL)) {
+        setGenParam(static_cast<Tk::TextCommands>(command),
+                    Tk::VALUE_UNKNOWN); // the next counts too
+    }
+}
+
+/// Values are told when they change. Of the exposure handshake every item is, but only to an
+/// application that takes part; a preparation is never told to others.
+bool TkGeneratorControl::isTold(int command, bool changed, bool takesPart) {
+    const bool prep = command == Tk::PR || command == Tk::FLP;
+    const bool exposure = command == Tk::XR || command == Tk::FLX;
+    if (changed && !prep) {
+        return true;
+    }
+    return (prep || exposure) && takesPart;
+}
+
+/// What the engine answers by itself: a prep that nobody takes part in is refused, and a latched
+/// error is echoed.
+void TkGeneratorControl::respond(int command, int value, bool takesPart) {
+    const bool prep = command == Tk::PR || command == Tk::FLP;
+    const bool refused = prep && !takesPart;
+    if ((refused || command == Tk::EL) && queuedFrames() < MOST_QUEUED_RESPONSES) {
+        transmitMsg(static_cast<Tk::TextCommands>(command), refused ? 0 : value, false);
+    }
+}
+
+void TkGeneratorControl::forget() {
+    m_bRadExposure = false;
+    m_bFluoroExposure = false;
+    m_pParameters->forget();
+}
+
+// --- Errors -------------------------------------------------------------------------------------
+
+int TkGeneratorControl::takeError(TkErrorQueue &errors, Tk::TextCommands parameter, bool remove) {
+    if (!remove) {
+        return errors.front();
+    }
+    const int number = errors.take();
+    setGenParam(parameter, 0);
+    return number;
+}
+
+int TkGeneratorControl::getError(bool remove) {
+    return takeError(*m_pErrors, Tk::ER, remove);
+}
+
+int TkGeneratorControl::getLatchedError(bool remove) {
+    return takeError(*m_pLatchedErrors, Tk::EL, remove);
+}
+
+void TkGeneratorControl::flushErrors() {
+    m_pErrors->clear();
+    setGenParam(Tk::ER, Tk::VALUE_UNKNOWN);
+}
+
+void TkGeneratorControl::flushLatchedErrors() {
+    m_pLatchedErrors->clear();
+    setGenParam(Tk::EL, Tk::VALUE_UNKNOWN);
+}

@@ -1,0 +1,81 @@
+#include "tkparametertable.h"
+
+#include "platform/platform.h"
+#include "tk.h"
+#include "tkthread.h"
+
+#include <algorithm>
+#include <chrono>
+
+TkParameterTable::TkParameterTable(const std::vector<int> &keys)
+    : m_nEntries(keys.size()), m_pEntries(new Entry[keys.size()]) {
+    std::vector<int> sorted(keys);
+    std::sort(sorted.begin(), sorted.end());
+    for (std::size_t i = 0; i < m_nEntries; ++i) {
+        m_pEntries[i].key = sorted[i];
+        m_pEntries[i].value = Tk::VALUE_UNKNOWN;
+    }
+}
+
+TkParameterTable::Entry *TkParameterTable::find(int key) const {
+    Entry *const end = m_pEntries.get() + m_nEntries;
+    Entry *const entry = std::lower_bound(
+        m_pEntries.get(), end, key, [](const Entry &one, int wanted) { return one.key < wanted; });
+    return entry != end && entry->key == key ? entry : nullptr;
+}
+
+int TkParameterTable::value(int key) const {
+    const Entry *const entry = find(key);
+    return entry == nullptr ? Tk::VALUE_UNKNOWN : entry->value.load(std::memory_order_acquire);
+}
+
+bool TkParameterTable::store(int key, int value) {
+    int before = 0;
+    return exchange(key, value, before);
+}
+
+bool TkParameterTable::exchange(int key, int value, int &before) {
+    Entry *const entry = find(key);
+    if (entry == nullptr) {
+        return false;
+    }
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    before = entry->value.exchange(value, std::memory_order_acq_rel);
+    if (value != Tk::VALUE_UNKNOWN) {
+        ++entry->stored;
+        if (m_nWaiting > 0) {
+            m_Stored.notify_all();
+        }
+    }
+    return true;
+}
+
+void TkParameterTable::forget() {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    for (std::size_t i = 0; i < m_nEntries; ++i) {
+        m_pEntries[i].value.store(Tk::VALUE_UNKNOWN, std::memory_order_release);
+    }
+}
+
+TkParameterTable::Expectation TkParameterTable::expect(int key) {
+    Entry *const entry = find(key);
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    entry->value.store(Tk::VALUE_UNKNOWN, std::memory_order_release);
+    return {key, entry->stored};
+}
+
+bool TkParameterTable::await(const Expectation &expectation, unsigned long limit) {
+    // A clock that a test moves wakes nobody: look at it often.
+    constexpr unsigned long LOOK = 1;
+    const Entry *const entry = find(expectation.key);
+    const TkTimer timer(0);
+    std::unique_lock<std::mutex> lock(m_Mutex);
+    ++m_nWaiting;
+    while (entry->stored == expectation.stored && timer.elapsedTime() < limit) {
+        const unsigned long rest = limit - std::min(limit, timer.elapsedTime());
+        m_Stored.wait_for(lock, std::chrono::milliseconds(
+                                    tkplatform::tickIsReplaced() ? LOOK : std::max(rest, 1UL)));
+    }
+    --m_nWaiting;
+    return entry->stored != expectation.stored;
+}

@@ -1,0 +1,252 @@
+#include "support/clock.h"
+#include "support/dispatcher.h"
+#include "support/engine.h"
+#include "support/link.h"
+#include "support/pty.h"
+#include "tkplatform.h"
+#include "tkserial.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+using Frames = std::vector<std::string>;
+
+/// An engine at work over a link in memory whose far end answers everything.
+struct Running {
+    explicit Running(MemoryLink::Answers answers = echo) : link(std::move(answers)), engine(&link) {
+        engine.startControl();
+    }
+    MemoryLink link;
+    TkGeneratorControl engine;
+};
+
+TEST(Waiting, AnAnswerEndsTheWait) {
+    Running running;
+    EXPECT_TRUE(running.engine.transmitMsg(Tk::KV, Tk::REQUEST_QUERY, true));
+    EXPECT_EQ(running.engine.getGenParam(Tk::KV), 70);
+    EXPECT_TRUE(running.engine.transmitMsg(Tk::KV, 75, true));
+    EXPECT_EQ(running.engine.getGenParam(Tk::KV), 75);
+    EXPECT_TRUE(running.engine.transmitMsg(Tk::ER, 12, true))
+        << "an error's entry is known for a moment";
+}
+
+TEST(Waiting, EndsAtItsLimitWithTheFrameQueued) {
+    SettableClock clock;
+    MemoryLink link;
+    DrivenGenerator engine(&link);
+    const auto waitedFor = [&] {
+        std::atomic<bool> ended{false};
+        std::thread waiting([&] {
+            EXPECT_FALSE(engine.transmitMsg(Tk::KV, 70, true));
+            ended = true;
+        });
+        unsigned long passed = 0;
+        EXPECT_TRUE(eventually([&] {
+            clock.advance(10);
+            passed += 10;
+            return ended.load();
+        }));
+        waiting.join();
+        return passed;
+    };
+    EXPECT_GE(waitedFor(), 3000u);
+    engine.cycle();
+    EXPECT_EQ(link.written(), Frames{frame("KV070")}) << "the frame stays queued";
+    engine.changeCommDevice(nullptr);
+    EXPECT_GE(waitedFor(), 2000u);
+    EXPECT_EQ(engine.getGenParam(Tk::KV), -999);
+}
+
+TEST(Waiting, ManyThreadsSendEveryFrameWholeOnceAndInOrder) {
+    constexpr int THREADS = 4;
+    constexpr int FRAMES = 300;
+    const Tk::TextCommands mine[THREADS] = {Tk::MA, Tk::MS, Tk::MX, Tk::AI};
+    const char *const names[THREADS] = {"MA", "MS", "MX", "AI"};
+    Running running;
+    running.engine.setSleepTime(0);
+    std::vector<std::thread> senders;
+    for (int i = 0; i < THREADS; ++i) {
+        senders.emplace_back([&, i] {
+            for (int value = 0; value < FRAMES; ++value) {
+                EXPECT_TRUE(running.engine.transmitMsg(mine[i], value, value % 50 == 49));
+            }
+        });
+    }
+    for (std::thread &sender : senders) {
+        sender.join();
+    }
+    Frames written;
+    EXPECT_TRUE(eventually([&] {
+        const Frames more = running.link.written();
+        written.insert(written.end(), more.begin(), more.end());
+        return written.size() >= static_cast<std::size_t>(THREADS * FRAMES);
+    }));
+    std::map<std::string, int> next;
+    for (const std::string &one : written) {
+        const std::string name = one.substr(0, 2);
+        const std::size_t digits = name == "AI" ? 4 : 5;
+        EXPECT_EQ(one, frame(name + std::to_string(1000000 + next[name]++).substr(7 - digits)));
+    }
+    for (const char *name : names) {
+        EXPECT_EQ(next[name], FRAMES);
+    }
+}
+
+TEST(Callbacks, MayCallBackIntoTheEngine) {
+    std::atomic<int> waited{-1};
+    std::atomic<int> seen{0};
+    TkGeneratorControl *engine = nullptr;
+    Recorder other;
+    Recorder recorder([&](const std::string &event) {
+        if (event != "radiographic_Kv_Changed") {
+            return;
+        }
+        seen = engine->getGenParam(Tk::KV);
+        waited = engine->transmitMsg(Tk::MA, 100, true) ? 1 : 0;
+        engine->enableRefresh(true, false);
+        Tk::addDispatcher(&other);
+        Tk::removeDispatcher(&other);
+        throw std::runtime_error("an application's own");
+    });
+    Running running;
+    engine = &running.engine;
+    const Registered registered(recorder);
+    EXPECT_TRUE(running.engine.transmitMsg(Tk::KV, 70, true));
+    EXPECT_TRUE(eventually([&] { return running.engine.getGenParam(Tk::MA) == 100; }));
+    EXPECT_EQ(seen, 70);
+    EXPECT_EQ(waited, 0) << "the worker can't bring the answer while it waits for it";
+}
+
+TEST(Callbacks, HoldUpNobodyWhoReadsOrTransmits) {
+    Gate gate;
+    Recorder recorder([&](const std::string &) { gate.pass(); });
+    const Registered registered(recorder);
+    Running running;
+    running.engine.bufferRawComms(true);
+    running.link.arrive(frame("ER012"));
+    ASSERT_TRUE(eventually([&] { return gate.inside(); }));
+    EXPECT_TRUE(running.engine.transmitMsg(Tk::MA, 100, false));
+    EXPECT_EQ(running.engine.getGenParam(Tk::MA), -999);
+    EXPECT_TRUE(running.engine.setGenParam(Tk::MA, 5));
+    EXPECT_EQ(running.engine.getError(true), 12);
+    char buffer[10];
+    EXPECT_EQ(running.engine.readRawComms(buffer, 9, 0), 7);
+    running.engine.setSleepTime(2);
+    gate.open();
+}
+
+TEST(Callbacks, StoppingTheEngineFromItsOwn) {
+    std::atomic<int> result{-1};
+    TkGeneratorControl *engine = nullptr;
+    Recorder recorder([&](const std::string &) { result = engine->stopControl(); });
+    const Registered registered(recorder);
+    Running running;
+    engine = &running.engine;
+    running.link.arrive(frame("KV070 MA00100"));
+    ASSERT_TRUE(eventually([&] { return result == 0; }));
+    EXPECT_EQ(running.engine.stopControl(), 1);
+    EXPECT_EQ(running.engine.getGenParam(Tk::MA), 100) << "the frame was taken to its end";
+}
+
+TEST(Callbacks, StoppingTheWorkerThatWaitsForThisCallbacksTurn) {
+    Running running;
+    Recorder recorder([&](const std::string &event) {
+        if (event == "lostComms") {
+            running.link.arrive(frame("KV070"));
+            EXPECT_TRUE(eventually([&] { return running.link.drained(); }));
+            EXPECT_EQ(running.engine.stopControl(), 1);
+        }
+    });
+    const Registered registered(recorder);
+    running.engine.enableRefresh(false, true); // the application's thread has the engine's turn
+    EXPECT_FALSE(running.engine.isThreadActive());
+}
+
+TEST(Callbacks, TwoEnginesThatTransmitOnEachOtherAndDropEachOther) {
+    Running first;
+    Running second;
+    std::atomic<int> lost{0};
+    Recorder recorder([&](const std::string &event) {
+        if (event == "lostComms") {
+            ++lost;
+            return;
+        }
+        for (Running *each : {&first, &second}) {
+            each->engine.transmitMsg(Tk::MS, 10, false);
+            each->engine.enableRefresh(false, true);
+        }
+    });
+    const Registered registered(recorder);
+    for (int value = 1; value < 100; ++value) {
+        first.link.arrive(frame("KV" + std::to_string(1000 + value).substr(1)));
+        second.link.arrive(frame("KV" + std::to_string(1000 + value).substr(1)));
+        first.engine.enableRefresh(false, true);
+    }
+    EXPECT_TRUE(eventually([&] { return first.link.drained() && second.link.drained(); }));
+    EXPECT_EQ(first.engine.stopControl() + second.engine.stopControl(), 2);
+    EXPECT_GT(lost, 100);
+}
+
+TEST(Callbacks, ADispatcherIsGoneWhenRemovalReturns) {
+    Running running;
+    running.engine.setSleepTime(0);
+    for (int i = 0; i < 300; ++i) {
+        auto passing = std::make_unique<Recorder>();
+        Tk::addDispatcher(passing.get());
+        running.link.arrive(frame("KV" + std::to_string(1000 + i).substr(1)));
+        EXPECT_TRUE(Tk::removeDispatcher(passing.get()));
+    }
+    EXPECT_TRUE(eventually([&] { return running.engine.getGenParam(Tk::KV) == 299; }));
+}
+
+// --- Over a serial line
+// ---------------------------------------------------------------------------
+
+TEST(OverAPseudoTerminal, AnEngineOnItsOwnPort) {
+    PtyPair line;
+    ASSERT_TRUE(tkMapSerialPort("COM7", line.slavePath().c_str()));
+    {
+        TkGeneratorControl engine(TkSerial::COM7);
+        ASSERT_TRUE(engine.getCommDevice()->isOpen());
+        engine.startControl();
+        EXPECT_TRUE(engine.transmitMsg(Tk::KV, Tk::REQUEST_QUERY, false));
+        EXPECT_EQ(line.read(5), frame("KV?"));
+        EXPECT_TRUE(line.write(frame("KV070")));
+        EXPECT_TRUE(eventually([&] { return engine.getGenParam(Tk::KV) == 70; }));
+        TkGeneratorControl second(TkSerial::COM7);
+        EXPECT_FALSE(second.getCommDevice()->isOpen()) << "the port is taken";
+        MemoryLink memory;
+        engine.stopControl();
+        engine.changeCommDevice(&memory); // closes the port that the engine made
+        TkGeneratorControl third(TkSerial::COM7);
+        EXPECT_TRUE(third.getCommDevice()->isOpen());
+    }
+    tkMapSerialPort("COM7", nullptr);
+    TkGeneratorControl nowhere(static_cast<TkSerial::COM_PORTS>(99));
+    EXPECT_FALSE(nowhere.getCommDevice()->isOpen());
+}
+
+TEST(OverAPseudoTerminal, AVanishedLineLosesTheLinkAndEndsWell) {
+    SettableClock clock;
+    Recorder recorder;
+    const Registered registered(recorder);
+    auto line = std::make_unique<PtyPair>();
+    TkSerial port(line->slavePath().c_str(), TkSerial::MODE_READ_WRITE);
+    TkGeneratorControl engine(&port);
+    engine.startControl();
+    engine.transmitMsg(Tk::KV, Tk::REQUEST_QUERY, false);
+    EXPECT_EQ(line->read(5), frame("KV?"));
+    line.reset();
+    EXPECT_TRUE(eventually([&] {
+        clock.advance(50);
+        return recorder.events() == Frames{"lostComms"};
+    }));
+    EXPECT_EQ(engine.stopControl(), 1);
+}
+
+} // namespace

@@ -1,0 +1,418 @@
+#include "support/clock.h"
+#include "support/dispatcher.h"
+#include "support/engine.h"
+#include "support/link.h"
+#include "tkvocabulary.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Frames = std::vector<std::string>;
+using Events = std::vector<std::string>;
+
+/// Stories of one engine, told cycle by cycle with the clock in hand: what arrives, what goes out,
+/// what is told.
+class Engine : public testing::Test {
+  protected:
+    void send(Tk::TextCommands command, int value) {
+        EXPECT_TRUE(engine.transmitMsg(command, value, false));
+    }
+
+    /// Lets bytes arrive and a cycle take them.
+    void receive(const std::string &wire) {
+        link.arrive(wire);
+        engine.cycle();
+    }
+
+    /// Lets the response time of the frame under way run out, and the next cycle repeat it.
+    void timeOut() {
+        clock.advance(750);
+        engine.cycle(2);
+    }
+
+    Frames sent(int cycles = 1) {
+        engine.cycle(cycles);
+        return link.written();
+    }
+
+    Events told() { return dispatcher.events(); }
+
+    std::string parsedLog() {
+        char text[4000];
+        const int count = engine.readParsedComms(text, sizeof text - 1);
+        return count < 0 ? "off" : std::string(text, static_cast<std::size_t>(count));
+    }
+
+    SettableClock clock;
+    MemoryLink link;
+    Recorder dispatcher;
+    Registered registered{dispatcher};
+    DrivenGenerator engine{&link};
+};
+
+// --- Sending ------------------------------------------------------------------------------------
+
+TEST_F(Engine, OneFrameIsUnderWayAtATime) {
+    send(Tk::KV, 70);
+    send(Tk::MA, 100);
+    EXPECT_EQ(sent(5), Frames{frame("KV070")});
+    receive(frame("KV070"));
+    EXPECT_EQ(sent(5), Frames{frame("MA00100")});
+}
+
+TEST_F(Engine, HandshakeFramesAwaitNothing) {
+    send(Tk::PR, 1);
+    send(Tk::XR, 1);
+    send(Tk::FLP, 0);
+    send(Tk::BCP, 3);
+    send(Tk::RAP, 3);
+    send(Tk::EL, 7);
+    EXPECT_EQ(sent(6), (Frames{frame("PR1"), frame("XR1"), frame("FLP0"), frame("BCP03"),
+                               frame("RAP03"), frame("EL007")}));
+}
+
+TEST_F(Engine, SetsAreAnsweredByTheirFirstItem) {
+    const std::pair<Tk::TextCommands, const char *> reads[] = {
+        {Tk::RR, "KV070 MA00100"}, {Tk::RF, "FLK080"}, {Tk::RS, "TU1 WS1"}, {Tk::CD, "CWS1 CBU2"}};
+    for (const auto &[command, reply] : reads) {
+        send(command, 65535);
+        send(Tk::ST, 65535);
+        EXPECT_EQ(sent(2).size(), 1u) << reply;
+        receive(frame(reply));
+        EXPECT_EQ(sent(), Frames{frame("ST")}) << reply;
+        receive(frame("ST000"));
+    }
+}
+
+TEST_F(Engine, WhatCannotBeSentIsRefused) {
+    EXPECT_FALSE(engine.transmitMsg(Tk::TU, 1, false));
+    EXPECT_FALSE(engine.transmitMsg(Tk::CWS, 65535, true));
+    EXPECT_FALSE(engine.transmitMsg(Tk::FS, 65535, false)) << "a film screen can't be asked for";
+    EXPECT_FALSE(engine.transmitMsg(Tk::FS, 3, false));
+    EXPECT_FALSE(engine.transmitMsg(static_cast<Tk::TextCommands>(1), 1, false));
+    EXPECT_EQ(sent(), Frames{});
+    send(Tk::FS, 2);
+    EXPECT_EQ(sent(), Frames{frame("FS100")});
+}
+
+TEST_F(Engine, NoLinkEmptiesTheQueue) {
+    engine.changeCommDevice(nullptr);
+    send(Tk::KV, 70);
+    engine.cycle();
+    EXPECT_EQ(engine.getCommDevice(), nullptr);
+    engine.changeCommDevice(&link);
+    EXPECT_EQ(sent(2), Frames{});
+    send(Tk::KV, 71);
+    EXPECT_EQ(sent(), Frames{frame("KV071")});
+    engine.changeCommDevice(nullptr);
+    timeOut();
+    engine.changeCommDevice(&link);
+    send(Tk::KV, 72);
+    EXPECT_EQ(sent(), Frames{frame("KV072")}) << "the wait for KV071 ended by its timer";
+}
+
+// --- Missing and damaged responses --------------------------------------------------------------
+
+TEST_F(Engine, ThreeUnansweredSendsLoseTheLink) {
+    engine.setGenParam(Tk::KV, 70);
+    engine.setGenParam(static_cast<Tk::TextCommands>(TK_METER_FOUND), 1);
+    send(Tk::MA, 100);
+    send(Tk::MS, 100);
+    EXPECT_EQ(sent(), Frames{frame("MA00100")});
+    clock.advance(749);
+    EXPECT_EQ(sent(2), Frames{});
+    clock.advance(1);
+    EXPECT_EQ(sent(2), Frames{frame("MA00100")});
+    timeOut();
+    EXPECT_EQ(sent(), Frames{frame("MA00100")});
+    EXPECT_EQ(told(), Events{});
+    timeOut();
+    EXPECT_EQ(told(), Events{"lostComms"});
+    EXPECT_EQ(sent(3), Frames{}) << "what was queued is gone, and nothing probes";
+    EXPECT_EQ(engine.getGenParam(Tk::KV), -999);
+    EXPECT_EQ(engine.getGenParam(static_cast<Tk::TextCommands>(TK_METER_FOUND)), -999);
+    send(Tk::KV, 75);
+    EXPECT_EQ(sent(), Frames{frame("KV075")});
+    receive(frame("KV075"));
+    EXPECT_EQ(engine.getGenParam(Tk::KV), 75) << "without polling the next answer counts";
+}
+
+TEST_F(Engine, WithPollingALostLinkIsProbedUntilItAnswers) {
+    engine.enableRefresh(true, false);
+    send(Tk::KV, 70);
+    engine.cycle();
+    timeOut();
+    timeOut();
+    link.written();
+    timeOut();
+    EXPECT_EQ(link.written(), Frames{frame("ST")});
+    for (int round = 0; round < 2; ++round) {
+        timeOut();
+        timeOut();
+        timeOut();
+    }
+    EXPECT_EQ(told(), (Events{"lostComms", "lostComms", "lostComms"}));
+    link.written();
+
+    // An answer to nothing that is known: thrown away, with all that waits; not in the parsed log.
+    engine.bufferParsedComms(true);
+    engine.bufferRawComms(true);
+    send(Tk::MA, 100);
+    receive(frame("ST001"));
+    EXPECT_EQ(parsedLog(), "");
+    char raw[20];
+    EXPECT_EQ(engine.readRawComms(raw, 19, 0), 7);
+    EXPECT_EQ(engine.getGenParam(Tk::ST), -999);
+    EXPECT_EQ(sent(3), Frames{});
+    send(Tk::KV, 75);
+    receive(frame("KV075"));
+    EXPECT_EQ(sent(), Frames{}) << "the probe's response time still runs";
+    timeOut();
+    EXPECT_EQ(link.written(), Frames{frame("KV075")})
+        << "what wasn't sent can't have been answered";
+    receive(frame("KV075"));
+    EXPECT_EQ(told(), Events{"radiographic_Kv_Changed"}) << "the probe isn't lost again";
+}
+
+TEST_F(Engine, AnAckEndsTheSearchAtOnce) {
+    engine.enableRefresh(true, false);
+    send(Tk::KV, 70);
+    engine.cycle();
+    timeOut();
+    timeOut();
+    timeOut();
+    link.written();
+    receive("\x06");
+    send(Tk::KV, 75);
+    EXPECT_EQ(sent(), Frames{frame("KV075")});
+    receive(frame("KV075"));
+    EXPECT_EQ(engine.getGenParam(Tk::KV), 75);
+}
+
+TEST_F(Engine, AckAnswersOnlyWhatWasSent) {
+    receive("\x06");
+    send(Tk::KV, 70);
+    send(Tk::MA, 100);
+    receive("\x06\x06\x06"); // sent in the same cycle, before the reading
+    EXPECT_EQ(link.written(), Frames{frame("KV070")});
+    EXPECT_EQ(sent(), Frames{frame("MA00100")}) << "the second and third answered nothing";
+}
+
+TEST_F(Engine, NakIsLeftToTheTimer) {
+    send(Tk::KV, 70);
+    engine.cycle();
+    link.arrive("\x15" + frame("KV070"));
+    engine.cycle();
+    EXPECT_EQ(engine.getGenParam(Tk::KV), -999) << "a NAK ends the reading of its cycle";
+    engine.cycle();
+    EXPECT_EQ(engine.getGenParam(Tk::KV), 70);
+    send(Tk::KV, 71);
+    engine.cycle();
+    link.written();
+    receive("\x15\x15\x15");
+    engine.cycle(4);
+    EXPECT_EQ(link.written(), Frames{});
+    timeOut();
+    EXPECT_EQ(link.written(), Frames{frame("KV071")});
+}
+
+TEST_F(Engine, OtherRepliesAreTakenButEndNoWait) {
+    send(Tk::KV, 70);
+    send(Tk::MS, 10);
+    engine.cycle();
+    receive(frame("MA00100"));
+    EXPECT_EQ(engine.getGenParam(Tk::MA), 100);
+    std::string damaged = frame("KV070");
+    damaged[2] = '1';
+    receive(damaged);
+    EXPECT_EQ(engine.getGenParam(Tk::KV), -999);
+    link.written();
+    EXPECT_EQ(sent(2), Frames{});
+    receive(frame("ER012"));
+    EXPECT_EQ(sent(), Frames{frame("MS00010")}) << "an error answers whatever was asked";
+}
+
+TEST_F(Engine, NoiseOfAnyLengthIsSurvived) {
+    const std::string noise(200000, 'x');
+    link.arrive(noise);
+    link.arrive("\x03y");
+    link.arrive(frame("KV070"));
+    engine.cycle(10);
+    EXPECT_EQ(engine.getGenParam(Tk::KV), 70);
+
+    link.arrive("KV0\x06\x15");
+    send(Tk::MA, 100);
+    engine.cycle();
+    timeOut(); // empties what was received
+    receive(frame("MA00100"));
+    EXPECT_EQ(engine.getGenParam(Tk::MA), 100);
+
+    receive(std::string("\x01\x10\x00\x00", 4) + frame("KV075"));
+    EXPECT_EQ(engine.getGenParam(Tk::KV), 70) << "text inside a binary frame isn't text";
+}
+
+// --- Items and events ---------------------------------------------------------------------------
+
+TEST_F(Engine, ValuesAreToldWhenTheyChange) {
+    receive(frame("KV070") + frame("KV070") + frame("KV071 FS100 TU1 ST000 CWS1"));
+    EXPECT_EQ(told(), (Events{"radiographic_Kv_Changed", "radiographic_Kv_Changed",
+                              "radiographic_Film_Screen_Changed", "generator_Tube_Changed"}));
+    EXPECT_EQ(engine.getGenParam(Tk::FS), 2);
+    receive(frame("FS005"));
+    EXPECT_EQ(engine.getGenParam(Tk::FS), 5) << "a film screen of no known name stays as it is";
+    EXPECT_EQ(engine.getGenParam(Tk::CWS), 1);
+    EXPECT_EQ(sent(), Frames{});
+}
+
+TEST_F(Engine, DisabledDispatcherStillStoresAndResponds) {
+    engine.enableDispatcher(false);
+    receive(frame("KV070") + frame("PR1") + frame("EL007"));
+    EXPECT_EQ(told(), Events{});
+    EXPECT_EQ(engine.getGenParam(Tk::KV), 70);
+    EXPECT_EQ(sent(2), (Frames{frame("PR0"), frame("EL007")}));
+}
+
+TEST_F(Engine, WithoutExposuresEveryPrepIsRefused) {
+    receive(frame("PR1") + frame("FLP1") + frame("XR1") + frame("XR1") + frame("FLX1"));
+    EXPECT_EQ(told(),
+              (Events{"radiographic_Exposure_Changed=1", "fluoroscopic_Exposure_Changed=1"}));
+    EXPECT_EQ(sent(2), (Frames{frame("PR0"), frame("FLP0")}));
+}
+
+TEST_F(Engine, WithExposuresTheHandshakeIsTheApplications) {
+    engine.enableExposures(true);
+    receive(frame("PR1") + frame("PR1") + frame("XR1") + frame("XR1") + frame("FLP1") +
+            frame("FLX0") + frame("FLX0"));
+    EXPECT_EQ(told(), (Events{"radiographic_Prep_Changed=1", "radiographic_Prep_Changed=1",
+                              "radiographic_Exposure_Changed=1", "radiographic_Exposure_Changed=1",
+                              "fluoroscopic_Prep_Changed=1", "fluoroscopic_Exposure_Changed=0",
+                              "fluoroscopic_Exposure_Changed=0"}));
+    EXPECT_EQ(sent(3), Frames{});
+}
+
+TEST_F(Engine, EveryErrorCounts) {
+    receive(frame("ER012") + frame("ER012") + frame("EL007") + frame("EL007"));
+    EXPECT_EQ(told(), (Events{"generator_Error", "generator_Error", "generator_Latched_Error",
+                              "generator_Latched_Error"}));
+    EXPECT_EQ(sent(2), (Frames{frame("EL007"), frame("EL007")})) << "both are echoed";
+    EXPECT_EQ(engine.getGenParam(Tk::ER), -999);
+    EXPECT_EQ(engine.getError(false), 12);
+    EXPECT_EQ(engine.getError(true), 12);
+    EXPECT_EQ(engine.getGenParam(Tk::ER), 0);
+    EXPECT_EQ(engine.getError(true), 12);
+    EXPECT_EQ(engine.getError(true), 0);
+    EXPECT_EQ(engine.getLatchedError(true), 7);
+    engine.flushLatchedErrors();
+    EXPECT_EQ(engine.getLatchedError(true), 0);
+    engine.flushErrors();
+    EXPECT_EQ(engine.getGenParam(Tk::ER), -999);
+}
+
+TEST_F(Engine, AFloodOfErrorsIsBounded) {
+    std::string flood;
+    for (int i = 0; i < 5000; ++i) {
+        flood += frame("EL007");
+    }
+    receive(flood);
+    EXPECT_EQ(told().size(), 5000u);
+    EXPECT_EQ(sent(6000).size(), 1000u);
+    int kept = 0;
+    while (engine.getLatchedError(true) != 0) {
+        ++kept;
+    }
+    EXPECT_EQ(kept, 1000);
+}
+
+TEST_F(Engine, TheParameterTable) {
+    EXPECT_TRUE(engine.setGenParam(Tk::AI, 7));
+    EXPECT_EQ(engine.getGenParam(Tk::AI), 7);
+    EXPECT_EQ(engine.getGenParam(static_cast<Tk::TextCommands>(0)), -999);
+    EXPECT_FALSE(engine.setGenParam(static_cast<Tk::TextCommands>(0), 7));
+    EXPECT_EQ(sent(), Frames{});
+    EXPECT_EQ(told(), Events{});
+    for (const TkCommand &row : TkCommandTable::rows) {
+        EXPECT_TRUE(engine.setGenParam(row.number, row.number));
+    }
+    for (const TkCommand &row : TkCommandTable::rows) {
+        EXPECT_EQ(engine.getGenParam(row.number), row.number);
+    }
+}
+
+TEST_F(Engine, Switches) {
+    engine.enableFeatures(Tk::FEATURE_TOMOGRAPHY);
+    engine.enableFeatures(Tk::FEATURE_APR_CODE);
+    EXPECT_EQ(engine.getFeatureFlags(), 6);
+    EXPECT_TRUE(engine.isFeatureEnabled(static_cast<Tk::Features>(0x42)));
+    engine.disableFeatures(Tk::FEATURE_TOMOGRAPHY);
+    EXPECT_FALSE(engine.isFeatureEnabled(Tk::FEATURE_TOMOGRAPHY));
+    engine.clearFeatures();
+    EXPECT_EQ(engine.getFeatureFlags(), 0);
+    engine.setGeneratorType(Tk::GENERATOR_BRN450);
+    EXPECT_EQ(engine.getGeneratorType(), Tk::GENERATOR_BRN450);
+    EXPECT_TRUE(engine.isDispatcherEnabled());
+    EXPECT_FALSE(engine.exposuresEnabled());
+    EXPECT_FALSE(engine.connected());
+}
+
+TEST_F(Engine, DroppingTheConnectionForgetsAtOnce) {
+    engine.enableRefresh(true, false);
+    receive(frame("KV070"));
+    told();
+    send(Tk::MA, 100);
+    link.arrive("MS0");
+    engine.cycle();
+    engine.enableRefresh(false, false);
+    EXPECT_EQ(told(), Events{});
+    engine.enableRefresh(false, true);
+    EXPECT_EQ(told(), Events{"lostComms"});
+    EXPECT_EQ(engine.getGenParam(Tk::KV), -999);
+    EXPECT_EQ(link.written(), Frames{frame("MA00100")});
+    receive(frame("MA00100"));
+    EXPECT_EQ(engine.getGenParam(Tk::MA), 100) << "the half frame is gone, the queue isn't";
+}
+
+// --- Logs ---------------------------------------------------------------------------------------
+
+TEST_F(Engine, ParsedLogLineByLine) {
+    EXPECT_EQ(parsedLog(), "off");
+    engine.bufferParsedComms(true);
+    send(Tk::KV, 70);
+    engine.cycle();
+    receive(frame("KV070"));
+    receive("\x06\x15");
+    std::string damaged = frame("KV070");
+    damaged.back() = '!';
+    receive(damaged);
+    receive(frame("SA"));
+    const std::string tick = "1000 ms -- ";
+    EXPECT_EQ(
+        parsedLog(),
+        tick + "TRANSMITTED: KV070<3>;\n" + tick + "RECEIVED:    KV070<3>;\n" + tick +
+            "RECEIVED: <6>\n" + tick + "RECEIVED: <21>\n" + tick +
+            "RECEIVED:     Invalid Checksum on message received from generator... -> KV070<3>!\n" +
+            tick + "RECEIVED:     Unknown message received from generator... -> SA<3><151>\n");
+    engine.bufferParsedComms(false);
+    EXPECT_EQ(parsedLog(), "off");
+}
+
+TEST_F(Engine, RawLogInBothDirections) {
+    char buffer[6] = "#####";
+    EXPECT_EQ(engine.readRawComms(buffer, 5, 0), -1);
+    engine.bufferRawComms(true);
+    send(Tk::KV, 70);
+    engine.cycle();
+    receive("\x15" + frame("MA00100"));
+    engine.cycle();
+    EXPECT_EQ(engine.readRawComms(buffer, 5, 1), 5);
+    EXPECT_STREQ(buffer, "KV070");
+    EXPECT_EQ(engine.readRawComms(buffer, 5, 1), 2);
+    EXPECT_EQ(std::string(buffer), "\x03;");
+    EXPECT_EQ(engine.readRawComms(buffer, 3, 0), 3);
+    EXPECT_EQ(std::string(buffer), "\x15MA");
+    EXPECT_EQ(engine.readRawComms(nullptr, 3, 0), -1);
+    engine.bufferRawComms(false);
+    EXPECT_EQ(engine.readRawComms(buffer, 5, 0), -1);
+}
+
+} // namespace
