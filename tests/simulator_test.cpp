@@ -1,0 +1,244 @@
+#include "simulator/simulator.h"
+#include "support/process.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+using namespace tksim;
+
+namespace {
+
+std::vector<Frame> cut(const Bytes &bytes) {
+    FrameReader reader;
+    std::vector<Frame> frames;
+    for (const std::uint8_t byte : bytes) {
+        if (auto frame = reader.push(byte, 0))
+            frames.push_back(std::move(*frame));
+    }
+    return frames;
+}
+
+/// A simulator without a line, and a clock that stands still unless it is moved.
+struct Scene {
+    Simulator simulator;
+    Milliseconds now = 0;
+
+    explicit Scene(Family family = Family::arkona) : simulator({family, 301, 1, 1, false}) {}
+
+    /// Plays steps "action => outcome", separated by commas. An action is a text that the console
+    /// sends, "!" and a command of the panel, or "+" and milliseconds that pass; its outcome the
+    /// frames that come and, behind a "#" each, the printed lines, or "-" for nothing.
+    void play(const std::string &steps) {
+        for (std::size_t at = 0, end = 0; at < steps.size(); at = end + 2) {
+            end = std::min(steps.find(", ", at), steps.size());
+            const std::size_t arrow = steps.find(" => ", at);
+            const std::string action = steps.substr(at, arrow - at);
+            EXPECT_EQ(outcomeOf(action), steps.substr(arrow + 4, end - arrow - 4)) << action;
+        }
+    }
+    std::string outcomeOf(const std::string &action) {
+        const Bytes bytes = encode(action);
+        if (action[0] == '!')
+            simulator.command(action.substr(1), now);
+        else if (action[0] == '+')
+            simulator.advance(now += std::stoul(action.substr(1)));
+        else
+            simulator.receive(bytes.data(), bytes.size(), now);
+        std::string outcome;
+        for (const Frame &frame : cut(simulator.takeBytes(now)))
+            outcome += (outcome.empty() ? "" : " | ") + readable(frame.bytes);
+        for (const std::string &line : simulator.takeLines())
+            outcome += (outcome.empty() ? "#" : " | #") + line;
+        return outcome.empty() ? "-" : outcome;
+    }
+};
+
+/// The console's end of the whole program's device.
+struct Device {
+    explicit Device(const std::string &path) : fd(open(path.c_str(), O_RDWR | O_NOCTTY)) {}
+    ~Device() { close(fd); }
+
+    /// The next frame, after sending one unless `text` is empty; nothing when none comes in time.
+    std::string ask(const std::string &text) {
+        const Bytes sent = text.empty() ? Bytes{} : encode(text);
+        EXPECT_EQ(::write(fd, sent.data(), sent.size()), static_cast<ssize_t>(sent.size()));
+        Bytes frame;
+        std::uint8_t byte = 0;
+        pollfd waiting{fd, POLLIN, 0};
+        while (cut(frame).empty() && poll(&waiting, 1, 5000) == 1 && ::read(fd, &byte, 1) == 1)
+            frame.push_back(byte);
+        return cut(frame).empty() ? "" : readable(frame);
+    }
+    int fd;
+};
+
+} // namespace
+
+TEST(SimulatorFrame, MatchesTheWireByteForByte) {
+    const std::pair<const char *, Bytes> golden[] = {
+        {"KV?", {0x4B, 0x56, 0x3F, 0x03, 0xE3}},    {"KV070", {'K', 'V', '0', '7', '0', 3, 0x3B}},
+        {"PR1", {0x50, 0x52, 0x31, 0x03, 0xD6}},    {"FN+1", {0x46, 0x4E, 0x2B, 0x31, 0x03, 0xF3}},
+        {"FN-1", {'F', 'N', '-', '1', 0x03, 0xF5}}, {"ST", {0x53, 0x54, 0x03, 0xAA}}};
+    for (const auto &[text, bytes] : golden) {
+        EXPECT_EQ(encode(text), bytes) << text;
+        ASSERT_EQ(cut(bytes).size(), 1U) << text;
+        EXPECT_EQ(cut(bytes)[0].text, text);
+    }
+}
+
+TEST(SimulatorFrame, CutsRecordsDamageAndNoiseApart) {
+    const auto frames = cut({0x06, 0x15, 1, 6, 0, 2, 0x03, 0x15, 0x21, 'K', 'V', '?', 3, 0xE4});
+    ASSERT_EQ(frames.size(), 4U);
+    EXPECT_EQ(frames[0].kind, FrameKind::acknowledge);
+    EXPECT_EQ(frames[1].kind, FrameKind::negative);
+    EXPECT_EQ(readable(frames[2].bytes), "[01 06 00 02 03 15 21]");
+    EXPECT_EQ(frames[3].kind, FrameKind::damaged);
+    EXPECT_TRUE(cut(Bytes(100000, 'A')).empty());
+    EXPECT_TRUE(cut({0x01, 0x06, 0xFF, 0xFF, 0x00}).empty());
+    Scene scene;
+    scene.simulator.receive(Bytes{'M', 'A', '0'}.data(), 3, 0);
+    scene.now = FrameReader::quietLimit;
+    scene.play("KV? => KV070");
+}
+
+TEST(SimulatorValues, AreClampedSteppedAndTiedTogether) {
+    Scene{}.play("KV? => KV070, KV080 => KV080, KV200 => ER203 | KV150, KV-05 => ER203 | KV040, "
+                 "KV+ => KV041, KV++ => KV051, KV- => KV050, KV-- => KV040, KV-- => KV040, "
+                 "FN+? => FN 0, FN++ => FN+1, FN+- => FN 0, FN+++ => FN+2, FN-9 => ER212 | FN-4, "
+                 "ATC-05 => ATC-05, ATC? => ATC-05, ATC12 => ATC12, FS005 => ER213 | FS001, "
+                 "FS+ => FS010, FI111 => FI111, FI112 => ER213 | FI111, "
+                 "MA00200 => MA00200 MX00020, MX00040 => MX00040 MS00200, ET1 => ET1, "
+                 "MA00400 => MA00400 MS00100, MS00200 => MS00200 MA00200, "
+                 "WS4 => WS4 BU0 TU2 TB2, !set KV 80 => KV080 | #set KV080, "
+                 "!ack on => #ack on, KV090 => ACK, KV999 => ER203, KV? => KV150");
+}
+
+TEST(SimulatorValues, SetsBeginWithTheItemThatTheConsoleAwaits) {
+    Scene{}.play("RR => KV070 MA00100 MS00100 MX00010 ET0 FO0 FS001 FI010 FN 0, "
+                 "RF => FLK070 FLM020 FLF0 FLA0 FLS150 FLZ0 FLD0 FLI000 FLT000, "
+                 "RS => TU1 WS1 BU1 HE000, CD4 => CWS4 CBU0 CTO0 CFL1 CSR0 CAE3 CFI010 CFS010, "
+                 "GR => GR0301, ST => ST000, AP? => AP00000, DS => DS1, DT => DT1, DZ => DZ");
+}
+
+TEST(SimulatorValues, WhatCannotBeUnderstoodIsRefused) {
+    Scene{}.play(
+        "QQ1 => NAK, kv? => NAK, KV7x => NAK, RR1 => NAK, TU1 => NAK, SA => NAK, "
+        "SA KV070 => NAK, SA WS1 KV07 => NAK, ER012 => -, !sing => #unknown command: sing, "
+        "!set QQ 1 => #usage: set MNEMONIC VALUE, !drop 101 => #usage: drop PERCENT");
+    Scene{Family::brn450}.play("GR => NAK, FLK? => NAK, RF => NAK, ATP? => NAK, FP? => FP0, "
+                               "KV150 => ER203 | KV125, WS4 => WS4 BU0");
+}
+
+TEST(SimulatorValues, AProgramIsTakenOverWhole) {
+    Scene{}.play("SA WS1 FO0 ET0 FI010 FS001 FN 0 KV100 MA01000 MS04000 => "
+                 "WS1 FO0 ET0 FI010 FS001 FN 0 KV100 MA01000 MS04000 MX04000, "
+                 "SA WS6 FO1 ET2 FI101 FS007 FN-1 KV180 MA00200 MS00050 => ER213 | ER203 | "
+                 "WS6 FO1 ET2 FI101 FS001 FN-1 KV150 MA00200 MS00050 MX00010 BU0 TU2 TB2");
+}
+
+TEST(SimulatorHandshake, EachStageNeedsTheConsole) {
+    Scene{}.play("!expose => #not possible now: expose, !prep => PR1, PR0 => #prep refused, "
+                 "!prep => PR1, +999 => -, +1 => #prep unanswered, "
+                 "!prep => PR1, PR1 => #prep accepted, !expose => XR1, XR0 => #exposure refused, "
+                 "!expose => XR1, XR1 => #exposure on, ST => ST003, KV090 => ER046 | KV070, "
+                 "+99 => -, +1 => XR0 | AP00010 AT00100 | PR0 | "
+                 "#exposure off 70 kV 100 mA 100 ms | #prep off, "
+                 "PR0 => -, XR0 => -, PR1 => -, ST => ST000, DA => DA0000049");
+}
+
+TEST(SimulatorHandshake, EitherSideCanEndEarly) {
+    const std::string exposed = "!prep => PR1, PR1 => #prep accepted, !expose => XR1, "
+                                "XR1 => #exposure on, +40 => -, ";
+    const std::string ended = " => XR0 | AP00004 AT00040 | PR0 | "
+                              "#exposure off 70 kV 100 mA 40 ms | #prep off, ";
+    Scene{}.play(exposed + "XR0" + ended + exposed + "!release" + ended +
+                 "!fluoro on => FLP1, FLP1 => FLX1 | #fluoro prep accepted, FLX1 => #fluoro on, "
+                 "+3000 => -, XR0 => -, FLI? => FLI003, FLX? => FLX1, "
+                 "!fluoro off => FLX0 | FLP0 | #fluoro off | #fluoro prep off");
+}
+
+TEST(SimulatorErrors, LatchedOnesRepeatUntilTheyAreEchoed) {
+    Scene{}.play("!error 12 => ER012 | #error 12, !latched 7 => EL007 | #latched 7, "
+                 "+1000 => EL007, EL008 => -, ST => ST008, EL007 => #latched 7 acknowledged, "
+                 "+1000 => -, !latched 9 => EL009 | #latched 9, +1000 => EL009, +1000 => EL009, "
+                 "+1000 => EL009, +1000 => EL009, +1000 => #latched 9 unanswered, ST => ST000");
+}
+
+TEST(SimulatorMisbehaviour, EachMishapDoesWhatItSays) {
+    Scene{}.play("!drop 100 => #drop 100, KV? => -, !drop 0 => #drop 0, KV? => KV070, "
+                 "!nak 100 => #nak 100, KV? => NAK, !nak 0 => #nak 0, "
+                 "!duplicate 100 => #duplicate 100, KV? => KV070 | KV070, "
+                 "!duplicate 0 => #duplicate 0, !silence 50 => #silence 50, KV? => -, +50 => -, "
+                 "!storm 2 => NAK | NAK | #storm 2, !delay 30 => #delay 30, KV? => -, "
+                 "!delay 0 => #delay 0, MA? => -, +29 => -, +1 => KV070 | MA00100, "
+                 "!silence on => #silence on, KV? => -");
+    const Bytes whole = encode("KV070");
+    Misbehaviour corrupting(1), cutting(1), noisy(1);
+    corrupting.setPercent(Mishap::corrupt, 100);
+    cutting.setPercent(Mishap::cut, 100);
+    noisy.setPercent(Mishap::garbage, 100);
+    for (int i = 0; i < 100; ++i) {
+        const Bytes corrupted = corrupting.apply(whole, 0).at(0).bytes;
+        EXPECT_TRUE(corrupted.size() == whole.size() && corrupted != whole);
+        EXPECT_LT(cutting.apply(whole, 0).at(0).bytes.size(), whole.size());
+        EXPECT_EQ(noisy.apply(whole, 0).at(1).bytes, whole);
+    }
+}
+
+TEST(SimulatorMisbehaviour, IsReproducibleFromItsSeed) {
+    const auto traffic = [](std::uint32_t seed) {
+        Misbehaviour misbehaviour(seed);
+        for (std::size_t i = 0; i < mishaps; ++i)
+            misbehaviour.setPercent(static_cast<Mishap>(i), 30);
+        Bytes all;
+        for (int i = 0; i < 300; ++i) {
+            for (const Transmission &each : misbehaviour.apply(encode("MA00100"), 0))
+                all.insert(all.end(), each.bytes.begin(), each.bytes.end());
+        }
+        return all;
+    };
+    EXPECT_EQ(traffic(7), traffic(7));
+    EXPECT_NE(traffic(7), traffic(8));
+}
+
+TEST(SimulatorProgram, TalksOverItsDevice) {
+    const std::string link = testing::TempDir() + "tkgen-sim-" + std::to_string(getpid());
+    Process program({TKGEN_SIM_PATH, "--trace", "--link", link});
+    ASSERT_EQ(program.readLine().value_or("").find("device /dev/"), 0U);
+    {
+        Device console(link);
+        EXPECT_EQ(console.ask("KV?"), "KV070");
+        EXPECT_TRUE(program.readUntil("> KV070"));
+    }
+    EXPECT_TRUE(program.readUntil("device closed"));
+    Device console(link);
+    EXPECT_EQ(console.ask("ST"), "ST000");
+    program.writeLine("unplug");
+    EXPECT_TRUE(program.readUntil("unplugged"));
+    std::uint8_t byte = 0;
+    EXPECT_LE(read(console.fd, &byte, 1), 0) << "the line is still there";
+    EXPECT_NE(access(link.c_str(), F_OK), 0);
+    program.writeLine("plug");
+    EXPECT_TRUE(program.readUntil("device /dev/"));
+    EXPECT_EQ(Device(link).ask("KV?"), "KV070");
+    program.closeInput();
+    EXPECT_EQ(program.wait(Process::Limit(50)), std::nullopt) << "ended with its input";
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_NE(access(link.c_str(), F_OK), 0) << "the link was left behind";
+}
+
+TEST(SimulatorProgram, EndsAsItIsTold) {
+    Process quitting({TKGEN_SIM_PATH});
+    quitting.writeLine("quit");
+    EXPECT_EQ(quitting.wait(), 0);
+    Process ending({TKGEN_SIM_PATH, "--exit-on-eof"});
+    ending.closeInput();
+    EXPECT_EQ(ending.wait(), 0);
+    EXPECT_EQ(Process({TKGEN_SIM_PATH, "--family", "other"}).wait(), 2);
+    EXPECT_EQ(Process({TKGEN_SIM_PATH, "--link", "/dev/null"}).wait(), 1);
+}

@@ -1,0 +1,118 @@
+#ifndef TKSIM_EXPOSURE_H
+#define TKSIM_EXPOSURE_H
+
+#include "output.h"
+#include "parameters.h"
+
+namespace tksim {
+
+/// How long the generator waits for the console's answer to a prep or an exposure.
+constexpr Milliseconds answerLimit = 1000;
+
+/// Heat of the tube and dose at the meter. Heat is in percent of what the anode bears (300000 heat
+/// units) and leaves it at 1000 units a second; the housing is at half of it.
+class TubeLoad {
+  public:
+    explicit TubeLoad(Parameters &parameters) : m_parameters(parameters) {}
+
+    void add(int kv, double mas, Milliseconds now);
+    void clearDose() { m_dose = 0; }
+
+    /// Brings heat and accumulated dose of the parameters up to date.
+    void refresh(Milliseconds now);
+
+  private:
+    void cool(Milliseconds now);
+
+    Parameters &m_parameters;
+    double m_heatUnits = 0;
+    double m_dose = 0;
+    Milliseconds m_cooledAt = 0;
+};
+
+/// Prep and exposure as the two stages of a hand switch. Each stage is announced to the console,
+/// and comes about only when the console answers with the same state within `answerLimit`. One
+/// prep serves one exposure.
+class Radiography {
+  public:
+    /// `timeScale` stretches or shortens the real length of an exposure; what is told about it
+    /// stays unscaled.
+    Radiography(Parameters &parameters, TubeLoad &load, Output &output, double timeScale);
+
+    /// The switch. False when it means nothing in the present state.
+    bool prep(Milliseconds now);
+    bool expose(Milliseconds now);
+    bool release(Milliseconds now);
+
+    /// "PR" or "XR" with a value came from the console.
+    void heard(std::string_view mnemonic, int value, Milliseconds now);
+
+    void advance(Milliseconds now);
+
+    /// When `advance` has something to do next.
+    std::optional<Milliseconds> deadline() const;
+
+    bool idle() const { return m_state == State::idle; }
+    bool exposing() const { return m_state == State::exposing; }
+
+  private:
+    enum class State { idle, prepAsked, prepped, exposureAsked, exposing };
+
+    void tell(std::string_view mnemonic, int value);
+    void prepAnswered(bool accepted);
+    void exposureAnswered(bool accepted, Milliseconds now);
+    void endPrep();
+    void endExposure(Milliseconds now);
+    Milliseconds realLength() const;
+
+    Parameters &m_parameters;
+    TubeLoad &m_load;
+    Output &m_output;
+    double m_timeScale;
+    State m_state = State::idle;
+    Milliseconds m_startedAt = 0;
+    Milliseconds m_deadline = 0;
+};
+
+/// Fluoroscopy: prep and exposure are asked for one after the other, and last until the pedal is
+/// let go or the console ends them.
+class Fluoroscopy {
+  public:
+    Fluoroscopy(Parameters &parameters, TubeLoad &load, Output &output)
+        : m_parameters(parameters), m_load(load), m_output(output) {}
+
+    bool start(Milliseconds now);
+    bool stop(Milliseconds now);
+
+    /// "FLP" or "FLX" with a value came from the console.
+    void heard(std::string_view mnemonic, int value, Milliseconds now);
+
+    void advance(Milliseconds now);
+    std::optional<Milliseconds> deadline() const;
+
+    /// Brings the timers of the parameters up to date.
+    void refresh(Milliseconds now);
+
+    bool idle() const { return m_state == State::idle; }
+    bool exposing() const { return m_state == State::exposing; }
+
+  private:
+    enum class State { idle, prepAsked, exposureAsked, exposing };
+
+    void tell(std::string_view mnemonic, int value);
+    void answered(const char *answer, Milliseconds now);
+    void endPrep();
+    int seconds(Milliseconds now) const;
+
+    Parameters &m_parameters;
+    TubeLoad &m_load;
+    Output &m_output;
+    State m_state = State::idle;
+    int m_secondsBefore = 0;
+    Milliseconds m_startedAt = 0;
+    Milliseconds m_deadline = 0;
+};
+
+} // namespace tksim
+
+#endif

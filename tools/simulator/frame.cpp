@@ -1,0 +1,103 @@
+#include "frame.h"
+
+#include <cstdio>
+#include <numeric>
+#include <utility>
+
+namespace tksim {
+
+namespace {
+
+constexpr std::size_t recordHeader = 4; // start byte, code, length in two bytes
+
+std::uint8_t sumOf(const Bytes &bytes, std::size_t count) {
+    const auto end = bytes.begin() + static_cast<std::ptrdiff_t>(count);
+    return static_cast<std::uint8_t>(std::accumulate(bytes.begin(), end, 0U));
+}
+
+bool isPlainText(const Bytes &bytes) {
+    if (bytes.size() < 3 || bytes[bytes.size() - 2] != endOfText ||
+        sumOf(bytes, bytes.size() - 1) != bytes.back())
+        return false;
+    for (std::size_t i = 0; i + 2 < bytes.size(); ++i) {
+        if (bytes[i] < 0x20 || bytes[i] > 0x7E)
+            return false;
+    }
+    return true;
+}
+
+std::string hexadecimal(const Bytes &bytes) {
+    constexpr std::size_t shown = 32;
+    std::string text = "[";
+    for (std::size_t i = 0; i < bytes.size() && i < shown; ++i) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, "%02X", bytes[i]);
+        text += (i == 0 ? "" : " ") + std::string(digits);
+    }
+    return text + (bytes.size() > shown ? " ...]" : "]");
+}
+
+} // namespace
+
+Bytes encode(std::string_view text) {
+    Bytes bytes(text.begin(), text.end());
+    bytes.push_back(endOfText);
+    bytes.push_back(sumOf(bytes, bytes.size()));
+    return bytes;
+}
+
+std::string readable(const Bytes &bytes) {
+    if (bytes.size() == 1 && bytes[0] == ack)
+        return "ACK";
+    if (bytes.size() == 1 && bytes[0] == nak)
+        return "NAK";
+    if (isPlainText(bytes))
+        return std::string(bytes.begin(), bytes.end() - 2);
+    return hexadecimal(bytes);
+}
+
+std::optional<Frame> FrameReader::push(std::uint8_t byte, Milliseconds now) {
+    if (now - m_lastByte >= quietLimit)
+        m_bytes.clear();
+    m_lastByte = now;
+    m_bytes.push_back(byte);
+    if (m_bytes.size() == 1 && byte == ack)
+        return finish(FrameKind::acknowledge);
+    if (m_bytes.size() == 1 && byte == nak)
+        return finish(FrameKind::negative);
+    return m_bytes[0] == startOfRecord ? record() : text();
+}
+
+std::optional<Frame> FrameReader::record() {
+    if (m_bytes.size() < recordHeader)
+        return std::nullopt;
+    const std::size_t length = (std::size_t{m_bytes[2]} << 8) + m_bytes[3] + recordHeader + 1;
+    if (length > longestRecord) {
+        m_bytes.clear();
+        return std::nullopt;
+    }
+    if (m_bytes.size() < length)
+        return std::nullopt;
+    return finish(sumFits() ? FrameKind::record : FrameKind::damaged);
+}
+
+std::optional<Frame> FrameReader::text() {
+    if (m_bytes.size() >= 2 && m_bytes[m_bytes.size() - 2] == endOfText)
+        return finish(sumFits() ? FrameKind::text : FrameKind::damaged);
+    if (m_bytes.size() >= longestText)
+        m_bytes.clear();
+    return std::nullopt;
+}
+
+Frame FrameReader::finish(FrameKind kind) {
+    Frame frame{kind, {}, std::exchange(m_bytes, {})};
+    if (kind == FrameKind::text)
+        frame.text.assign(frame.bytes.begin(), frame.bytes.end() - 2);
+    return frame;
+}
+
+bool FrameReader::sumFits() const {
+    return sumOf(m_bytes, m_bytes.size() - 1) == m_bytes.back();
+}
+
+} // namespace tksim

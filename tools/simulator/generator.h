@@ -1,0 +1,80 @@
+#ifndef TKSIM_GENERATOR_H
+#define TKSIM_GENERATOR_H
+
+#include "exposure.h"
+
+namespace tksim {
+
+/// The generator behind the line: takes the console's frames and the panel's orders, answers, and
+/// lets time pass as it is told. No bytes are lost or spoiled here, and nothing is read or written.
+///
+/// What it can't understand it answers with a NAK: a wrong sum, an unknown mnemonic, a value that
+/// is no number, a mnemonic that its family lacks, and every record.
+class Generator {
+  public:
+    Generator(Family family, int revision, double timeScale);
+
+    // The parts refer to each other.
+    Generator(const Generator &) = delete;
+    Generator &operator=(const Generator &) = delete;
+
+    void receive(const Frame &frame, Milliseconds now);
+    void advance(Milliseconds now);
+    std::optional<Milliseconds> deadline() const;
+
+    /// The hand switch and the pedal; false when they mean nothing in the present state.
+    bool prep(Milliseconds now);
+    bool expose(Milliseconds now);
+    bool release(Milliseconds now);
+    bool fluoro(bool on, Milliseconds now);
+
+    void error(int code);
+
+    /// Sends a latched error, and again every second until the console echoes it, five times at
+    /// most.
+    void latched(int code, Milliseconds now);
+
+    /// Changes a value at the panel, where nothing is refused but held to its range, and tells the
+    /// console. False for what is no number of this family.
+    bool change(std::string_view mnemonic, int value);
+
+    /// Answers plain settings by a lone ACK instead of an echo.
+    void answerByAck(bool on) { m_answerByAck = on; }
+
+    /// Prints every value.
+    void show(Milliseconds now);
+
+    /// What was said since the last call.
+    Output takeOutput();
+
+  private:
+    struct LatchedError {
+        int code, sent;
+        Milliseconds next;
+    };
+
+    void refresh(Milliseconds now);
+    void answer(const Row &row, std::string_view value, Milliseconds now);
+    void answerSetting(const Row &row, std::string_view value);
+    void answerValue(const Row &row, std::string_view value);
+    void answerSet(const Row &row, std::string_view value);
+    void answerHandshake(const Row &row, std::string_view value, Milliseconds now);
+    void answerProgram(std::string_view line);
+    void setValue(const Row &row, int wanted);
+    void echoedError(const Row &row, std::string_view value);
+    void sendError(int code);
+    void sendWithChanges(std::string items, const std::vector<const Row *> &rows,
+                         const Parameters::Values &before);
+
+    Output m_output;
+    Parameters m_parameters;
+    TubeLoad m_load{m_parameters};
+    Radiography m_radiography;
+    Fluoroscopy m_fluoroscopy{m_parameters, m_load, m_output};
+    std::vector<LatchedError> m_latched;
+    bool m_answerByAck = false;
+};
+
+} // namespace tksim
+
+#endif

@@ -1,0 +1,66 @@
+#ifndef TKSIM_MISBEHAVIOUR_H
+#define TKSIM_MISBEHAVIOUR_H
+
+#include "frame.h"
+
+#include <array>
+#include <random>
+
+namespace tksim {
+
+/// What can befall a frame on its way to the console, each with a probability of its own.
+enum class Mishap {
+    drop,      ///< the frame is lost
+    corrupt,   ///< one bit is turned
+    cut,       ///< the end is missing
+    delay,     ///< the frame comes late, and what follows it keeps its place behind
+    duplicate, ///< the frame comes twice
+    refuse,    ///< a NAK comes in its place
+    garbage    ///< random bytes come before it
+};
+
+constexpr std::size_t mishaps = 7;
+
+/// Bytes for the line, the time from which they may go out, and what befell them, for the trace.
+struct Transmission {
+    Milliseconds due;
+    Bytes bytes;
+    std::string note;  ///< words with a blank before each
+    bool lost = false; ///< nothing goes out; the bytes are those that would have
+};
+
+/// Spoils outgoing frames. The same seed, settings and frames give the same bytes: each mishap has
+/// its own random numbers and draws one for every frame, so that changing one leaves the others.
+class Misbehaviour {
+  public:
+    explicit Misbehaviour(std::uint32_t seed);
+
+    void setPercent(Mishap mishap, double percent);
+
+    /// How late a delayed frame is.
+    void setDelay(Milliseconds delay) { m_delay = delay; }
+
+    /// From now on nothing goes out before `end`.
+    void setSilence(Milliseconds end) { m_silenceEnd = end; }
+
+    /// What goes out in place of one frame, in order.
+    std::vector<Transmission> apply(const Bytes &frame, Milliseconds now);
+
+  private:
+    using Happening = std::array<bool, mishaps>;
+
+    bool happens(Mishap mishap);
+    Transmission spoil(const Bytes &frame, const Happening &happening);
+    std::size_t random(Mishap mishap, std::size_t limit);
+    Bytes garbage();
+
+    std::array<std::mt19937, mishaps> m_random;
+    std::array<double, mishaps> m_percent{};
+    Milliseconds m_delay = 0;
+    Milliseconds m_silenceEnd = 0;
+    Milliseconds m_lastDue = 0;
+};
+
+} // namespace tksim
+
+#endif
