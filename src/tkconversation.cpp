@@ -41,7 +41,11 @@ std::shared_ptr<TkComms> TkConversation::borrowed(TkComms *comms) {
 
 void TkConversation::threadCycle() {
     processTransmitedMsgs();
+    const bool awaited = m_bAwaitingResponse;
     processReceivedMsgs();
+    if (awaited && !m_bAwaitingResponse) {
+        processTransmitedMsgs(); // the response has come: the next frame needs no other cycle
+    }
     checkResponseTimer();
 }
 
