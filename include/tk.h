@@ -136,7 +136,8 @@ class TKGEN_EXPORT Tk {
     /// Removes the earliest registration of a dispatcher. False when it isn't registered. It
     /// returns when no other thread is inside one of its operations, so that it can be destroyed
     /// right after; until then it blocks. From one of the dispatcher's own operations it returns
-    /// at once, and so it does from a callback that the other thread waits for in its turn.
+    /// at once, and so it does from a callback that the other thread waits for in its turn: then
+    /// the dispatcher must outlive the operation that is still running.
     static bool removeDispatcher(TkBaseDispatcher *dispatcher);
 
   protected:

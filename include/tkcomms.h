@@ -7,8 +7,11 @@
 /// endpoint, or an application's own. It carries bytes and knows nothing of frames.
 ///
 /// A link has one user at a time: the worker thread of a control engine, or a file transfer for
-/// its length. Nothing locks it against a second one. None of the operations may block for longer
-/// than told here; a link that has failed goes on answering with its failure results.
+/// its length. Nothing locks it against a second one.
+///
+/// The two writes may take as long as the link needs to hand the bytes over, within a limit of its
+/// own after which they have failed; a serial port's is told at TkSerial::write_ch. Nothing else
+/// waits. A link that has failed goes on answering with its failure results.
 class TKGEN_EXPORT TkComms {
   public:
     virtual ~TkComms() = default;

@@ -14,6 +14,9 @@
 
 class TkCommsLog;
 class TkParameterTable;
+namespace tkwaits {
+class Turn;
+}
 
 /// What the control engines share: one conversation with a far end over a byte link. It queues
 /// frames and sends them one at a time, waits for each response and repeats a frame twice before
@@ -43,12 +46,13 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     /// Whether enough is known about the far end to work with it.
     bool connected() const { return m_bConnected; }
 
-    /// The link, or null.
+    /// The link, or null. One that the engine made itself lives until changeCommDevice.
     TkComms *getCommDevice();
 
     /// Puts another link, or null, in the place of the present one, which is destroyed if the
-    /// engine made it itself. A link of the application must outlive the worker's current cycle;
-    /// the new one stays the application's. The conversation goes on where it is: a frame that
+    /// engine made it itself, by the worker if that is busy with it. A link of the application must
+    /// outlive the worker's current cycle and the waiting calls under way; the new one stays the
+    /// application's. The conversation goes on where it is: a frame that
     /// awaits its response goes out again on the new link.
     void changeCommDevice(TkComms *comms);
 
@@ -81,16 +85,12 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
         unsigned long stored;
     };
 
-    /// Holds the engine's turn, m_TxMutex, for a block; see there. False when the worker couldn't
+    /// Holds the engine's turn, m_pTxMutex, for a block; see there. False when the worker couldn't
     /// have it because it is being stopped.
     class Turn {
       public:
         explicit Turn(TkConversation &engine) : m_Engine(engine), m_bHeld(engine.beginTurn()) {}
-        ~Turn() {
-            if (m_bHeld) {
-                m_Engine.endTurn();
-            }
-        }
+        ~Turn() { m_Engine.endTurn(m_bHeld); }
         Turn(const Turn &) = delete;
         Turn &operator=(const Turn &) = delete;
         explicit operator bool() const { return m_bHeld; }
@@ -135,8 +135,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     /// can't be missed. The caller holds the queue's lock, from the encoding on.
     Answer queueFrame(std::vector<unsigned char> frame, int awaits, bool wait)
         TKGEN_REQUIRES(m_QueueMutex);
-    /// Waits for an answer up to `limit` ms. At once false on the worker thread, which would have
-    /// to bring it.
+    /// Waits for an answer up to `limit` ms. At once false in a callback of this engine, which
+    /// keeps the worker from bringing it.
     bool waitForAnswer(const Answer &answer, unsigned long limit);
     /// How many frames are queued.
     std::size_t queuedFrames();
@@ -159,21 +159,23 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     void processTransmitedMsgs();
     void processReceivedMsgs();
     void checkResponseTimer();
+    Outgoing *frameToSend();
+    void writeFrame(TkComms &comms, std::vector<unsigned char> &frame);
     void startResponseTimer(TkComms &comms);
     void flushTxBuffer();
     void lostComms();
 
     bool receiveByte(unsigned char byte);
     void receiveAck();
-    void handleFrame();
+    void handleFrame(bool overlong);
     void handleItems();
     const Outgoing *frameAwaitingResponse();
     void frontAnswered();
     void dropFrontFrame();
     void clearReceived();
 
-    bool beginTurn() TKGEN_UNCHECKED;
-    void endTurn() TKGEN_UNCHECKED;
+    bool beginTurn();
+    void endTurn(bool held);
     void serveRequestedLoss();
     void forgetAndTell();
 
@@ -184,11 +186,7 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     const int m_nEventClass;
     const std::string m_FarEnd;
 
-    /// The engine's turn: held while a received item or a loss is taken over and its dispatchers
-    /// run, so that they see one state and one event at a time. A callback on the same thread may
-    /// take it again. All other locks may be taken while it is held; it isn't taken while another
-    /// one is, and nothing but taking over and losing waits for it.
-    TkMutex m_TxMutex;
+    bool m_bTellingLoss = false;          // guarded by the turn
     std::atomic<int> m_nLossRequested{0}; // whoever ends a turn carries it out
 
     TkMutex m_LinkMutex; // guards the pointer; a leaf
@@ -200,6 +198,12 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     const std::unique_ptr<TkCommsLog> m_pRawTx;
     const std::unique_ptr<TkCommsLog> m_pParsed;
 
+    /// The engine's turn: held while a received item or a loss is taken over and its dispatchers
+    /// run, so that they see one state and one event at a time. A callback on the same thread may
+    /// take it again. All other locks may be taken while it is held; it isn't taken while another
+    /// one is, and nothing but taking over and losing waits for it.
+    const std::unique_ptr<tkwaits::Turn> m_pTxMutex;
+
     std::atomic<bool> m_bDispatcherEnabled{true};
     std::atomic<bool> m_bRefreshEnabled{false};
     std::atomic<bool> m_bConnected{false};
@@ -207,6 +211,7 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
 
     // The worker's own
     std::vector<unsigned char> m_RxBuffer;
+    std::vector<unsigned char> m_Frame; // the last whole one
     std::vector<Item> m_Items;
     bool m_bOverlong = false; // m_RxBuffer is what is left of more than any frame holds
     TkTimer m_ResponseTimer{0};

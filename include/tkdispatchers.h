@@ -25,15 +25,20 @@ class TKGEN_EXPORT TkBaseDispatcher {
     virtual ~TkBaseDispatcher() = default;
 };
 
-/// Events of the generator, class 1. Except for the errors, an operation tells that the parameter
-/// named behind it changed; the new value is already in TkGeneratorControl::getGenParam. Those with
-/// an argument get a pointer to the received int, valid during the call only; they are called for
-/// every item that arrives while exposures are enabled, changed or not.
+/// Events of the generator, class 1. An operation tells that the parameter named behind it changed;
+/// the new value is already in TkGeneratorControl::getGenParam. generator_Error and
+/// generator_Latched_Error tell of every error: its number waits in getError or getLatchedError.
+///
+/// The four with an argument get a pointer to the received int, valid during the call only. While
+/// exposures are enabled they are called for every item that arrives, changed or not; while they
+/// aren't, those of exposures on a change, and those of preparations not at all.
 ///
 /// All run on the engine's worker thread; lostComms also on the thread that drops the connection.
 class TKGEN_EXPORT TkGenDispatcher : public TkBaseDispatcher {
   public:
-    int rtti() override { return 1; }
+    static constexpr int CLASS = 1; ///< of the events
+
+    int rtti() final { return CLASS; }
 
   protected:
     friend class TkDispatchManager;
@@ -122,7 +127,9 @@ class TKGEN_EXPORT TkGenDispatcher : public TkBaseDispatcher {
 /// run on the relay object's own threads, and inside calls such as logon on the caller's.
 class TKGEN_EXPORT TkTCPIPDispatcher : public TkBaseDispatcher {
   public:
-    int rtti() override { return 2; }
+    static constexpr int CLASS = 2; ///< of the events
+
+    int rtti() final { return CLASS; }
 
   protected:
     friend class TkDispatchManager;
@@ -181,7 +188,9 @@ class TKGEN_EXPORT TkTCPIPDispatcher : public TkBaseDispatcher {
 /// text in TkInfimedControl::errorMsg. Threads as for TkGenDispatcher.
 class TKGEN_EXPORT TkInfimedDispatcher : public TkBaseDispatcher {
   public:
-    int rtti() override { return 3; }
+    static constexpr int CLASS = 3; ///< of the events
+
+    int rtti() final { return CLASS; }
 
   protected:
     friend class TkDispatchManager;
@@ -204,7 +213,9 @@ class TKGEN_EXPORT TkInfimedDispatcher : public TkBaseDispatcher {
 /// Events of a file transfer, class 4, on the thread that runs the transfer.
 class TKGEN_EXPORT TkZModemDispatcher : public TkBaseDispatcher {
   public:
-    int rtti() override { return 4; }
+    static constexpr int CLASS = 4; ///< of the events
+
+    int rtti() final { return CLASS; }
 
   protected:
     friend class TkDispatchManager;
@@ -220,7 +231,9 @@ class TKGEN_EXPORT TkZModemDispatcher : public TkBaseDispatcher {
 /// for TkGenDispatcher.
 class TKGEN_EXPORT TkGEHLDispatcher : public TkBaseDispatcher {
   public:
-    int rtti() override { return 5; }
+    static constexpr int CLASS = 5; ///< of the events
+
+    int rtti() final { return CLASS; }
 
   protected:
     friend class TkDispatchManager;

@@ -8,6 +8,9 @@
 #include <vector>
 
 class TkBaseDispatcher;
+class TkGEHLDispatcher;
+class TkGenDispatcher;
+class TkInfimedDispatcher;
 template <class Dispatcher>
 class TkEvent;
 
@@ -49,9 +52,12 @@ class TKGEN_EXPORT TkDispatchManager {
     struct Registration;
     using Registrations = std::vector<std::shared_ptr<Registration>>;
 
+    std::shared_ptr<Registrations> copyOfList() const;
     std::shared_ptr<const Registrations> snapshot();
     template <class Dispatcher>
     void deliver(int eventClass, const TkEvent<Dispatcher> &event, void *data);
+    void deliverOfLink(int eventClass, TkEvent<TkGenDispatcher> generator,
+                       TkEvent<TkInfimedDispatcher> infimed, TkEvent<TkGEHLDispatcher> gehl);
 
     std::mutex m_Mutex; // guards the pointer; a leaf. The list behind it is never changed.
     std::shared_ptr<const Registrations> m_pRegistrations;

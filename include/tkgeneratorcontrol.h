@@ -37,14 +37,14 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
 
     /// Queues a command: a value, or one of the request values of Tk::SpecialValues; it goes out
     /// when all that was queued before has been answered. Film screen "FS" takes 0, 1 or 2 and no
-    /// request. False, and nothing queued, for a command that isn't sent, or a value that it can't
-    /// carry.
+    /// request. False, and nothing queued, for a command that isn't sent, for a value that it can't
+    /// carry, and without memory.
     ///
     /// With `wait` the value of the parameter becomes unknown, and the call blocks until the
-    /// generator has told it: true; or until four times the link's response time have passed, 2 s
-    /// without a link: false, and the frame stays queued. "RR", "RF", "RS" and "CD" wait for the
-    /// first parameter of their answer. On the engine's worker thread, as in a callback, no answer
-    /// can come: there it returns false at once, with the frame queued.
+    /// generator has told it, or setGenParam has: true; or until four times the link's response
+    /// time have passed, 2 s without a link: false, and the frame stays queued. "RR", "RF", "RS"
+    /// and "CD" wait for the first parameter of their answer. In a callback of this engine no
+    /// answer can come: there it returns false at once, with the frame queued.
     bool transmitMsg(Tk::TextCommands command, int value, bool wait);
 
     /// Whether the application takes part in exposures; false at the start. If not, preps are

@@ -8,7 +8,8 @@
 #include <stdbool.h>
 
 #if defined(_WIN32)
-#include <windows.h>
+/* As the system's header has it, which stays out of here with its macros. */
+typedef struct HWND__ *HWND;
 #else
 /* The handle of a message queue. A handle is never used twice: one that was destroyed stays
  * invalid, and every function takes an invalid or null handle without harm. */
@@ -21,15 +22,17 @@ extern "C" {
 
 /* Maps one of the names "COM1" to "COM10" to a device path, for ports opened from then on. A null
  * or empty `device` takes the mapping back. Unmapped, COM1 to COM10 stand for /dev/ttyS0 to
- * /dev/ttyS9. False for any other name, which changes nothing. From any thread. */
+ * /dev/ttyS9. False for any other name and for want of memory, which changes nothing. From any
+ * thread. */
 TKGEN_EXPORT bool tkMapSerialPort(const char *name, const char *device);
 
 /* Receives a line of debug output: zero-terminated, without a line feed, valid during the call. */
 typedef void (*TkDebugSink)(const char *text, void *context);
 
 /* Sets where debug output goes; null, as at the start, drops it. The sink is called on the thread
- * that has something to say, one call at a time, and must not call back into the library. From
- * any thread; on return the sink before is no longer in use. */
+ * that has something to say, one call at a time, and must not call back into the library; an
+ * exception that it throws is dropped. From any thread; on return the sink before is no longer in
+ * use. */
 TKGEN_EXPORT void tkSetDebugSink(TkDebugSink sink, void *context);
 
 #if !defined(_WIN32)
@@ -50,8 +53,9 @@ enum {
  * here it may be called from any thread. */
 TKGEN_EXPORT HWND tkCreateWindow(void);
 
-/* Ends a queue: its messages are dropped, whoever waits on it returns false, its descriptor is
- * closed, and messages posted later are dropped. */
+/* Ends a queue: its messages are dropped, and those that are posted later. A thread that waits in
+ * tkGetMessage returns false; one that watches the descriptor is woken, and must not watch it any
+ * more, since it is closed. */
 TKGEN_EXPORT void tkDestroyWindow(HWND window);
 
 /* Takes the oldest message, waiting up to `milliseconds` for one; 0 doesn't wait. False when none

@@ -4,8 +4,13 @@
 #include "tkexport.h"
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <thread>
+
+namespace tkwaits {
+class Presence;
+}
 
 // Clang checks with these who holds which lock; other compilers see nothing.
 #if defined(__clang__)
@@ -15,7 +20,6 @@
 #endif
 #define TKGEN_GUARDED_BY(x) TKGEN_THREAD_ANNOTATION(guarded_by(x))
 #define TKGEN_REQUIRES(x) TKGEN_THREAD_ANNOTATION(requires_capability(x))
-#define TKGEN_UNCHECKED TKGEN_THREAD_ANNOTATION(no_thread_safety_analysis)
 
 /// A recursive lock: the thread that holds it may take it again.
 class TKGEN_EXPORT TKGEN_THREAD_ANNOTATION(capability("mutex")) TkMutex {
@@ -82,14 +86,15 @@ class TKGEN_EXPORT TkTimer {
 
 /// A worker that repeats one cycle on a thread of its own, with a sleep between two cycles.
 ///
-/// A class that derives from it stops the thread in its own destructor, before what the cycle uses
+/// A class that derives from it calls endThread in its own destructor, before what the cycle uses
 /// is gone. An exception that leaves a cycle is dropped, and the thread goes on. The operations
 /// may be called from any thread.
 class TKGEN_EXPORT TkThread {
   public:
-    TkThread() = default;
+    TkThread();
 
-    /// Stops the thread and waits for its end. Not on the thread itself.
+    /// Ends the thread as endThread does. Not from one of the thread's own callbacks, unless one
+    /// ends the process and the object is static.
     virtual ~TkThread();
     TkThread(const TkThread &) = delete;
     TkThread &operator=(const TkThread &) = delete;
@@ -121,20 +126,25 @@ class TKGEN_EXPORT TkThread {
     /// One cycle of the work; empty here.
     virtual void threadCycle() {}
 
+    /// For destructors: stops the thread and blocks until it has ended, also where stopControl
+    /// would be refused because the thread waits for the caller; that wait then ends early.
+    void endThread();
+
     /// Whether the caller is the worker thread.
     bool onThread();
 
   private:
     static void processThread(void *object);
+    int stop(bool insist);
     void sleepBetweenCycles();
 
+    const std::unique_ptr<tkwaits::Presence> m_pPresence; // of the thread, from start to end
     std::mutex m_Mutex; // guards all below; only the register of waits is locked while it is held
     std::condition_variable m_Changed;
     int m_nSleepTime = 1;
     bool m_bActive = false;
-    bool m_bEnding = false;       // a stopControl waits for the thread's end
-    std::thread::id m_ThreadId{}; // of the thread, until it has been collected
-    std::thread m_Thread;
+    unsigned long m_nStarts = 0;
+    std::thread m_Thread; // joinable until it has been collected
 };
 
 #endif

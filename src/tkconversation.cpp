@@ -5,7 +5,7 @@
 #include "tkparametertable.h"
 #include "tkwaits.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -21,6 +21,26 @@ constexpr std::size_t LONGEST_FRAME = 0xFFFF + 5;
 /// neither the response timer nor a stop from its turn.
 constexpr std::size_t BYTES_A_CYCLE = LONGEST_FRAME;
 
+/// A link without a limit of its own gets one that can be counted with.
+constexpr unsigned long LONGEST_RESPONSE_TIME = 3600000;
+
+unsigned long responseTime(TkComms &comms) {
+    return std::min(comms.timeoutPeriod(), LONGEST_RESPONSE_TIME);
+}
+
+bool readByte(TkComms &comms, unsigned char &byte) {
+    char read = 0;
+    try {
+        if (comms.read_ch(&read) <= 0) {
+            return false;
+        }
+    } catch (...) {
+        return false; // as a link that fails
+    }
+    byte = static_cast<unsigned char>(read);
+    return true;
+}
+
 bool isPrintable(unsigned char byte) {
     return byte >= 0x20 && byte < 0x7F;
 }
@@ -31,29 +51,30 @@ TkConversation::TkConversation(int eventClass, const char *farEnd, std::shared_p
                                const std::vector<int> &keys)
     : m_pParameters(new TkParameterTable(keys)), m_nEventClass(eventClass), m_FarEnd(farEnd),
       m_pComms(std::move(comms)), m_pRawRx(new TkCommsLog), m_pRawTx(new TkCommsLog),
-      m_pParsed(new TkCommsLog) {}
+      m_pParsed(new TkCommsLog), m_pTxMutex(new tkwaits::Turn) {}
 
 TkConversation::~TkConversation() = default;
 
 std::shared_ptr<TkComms> TkConversation::borrowed(TkComms *comms) {
-    return {comms, [](TkComms *) {}};
+    return {std::shared_ptr<TkComms>(), comms};
 }
 
 void TkConversation::threadCycle() {
     processTransmitedMsgs();
     const bool awaited = m_bAwaitingResponse;
     processReceivedMsgs();
-    if (awaited && !m_bAwaitingResponse) {
-        processTransmitedMsgs(); // the response has come: the next frame needs no other cycle
-    }
+    const bool answered = awaited && !m_bAwaitingResponse;
     checkResponseTimer();
+    if (answered) {
+        processTransmitedMsgs(); // the next frame needs no other cycle
+    }
 }
 
 // --- Sending ------------------------------------------------------------------------------------
 
 unsigned long TkConversation::waitLimit() {
     const std::shared_ptr<TkComms> comms = link();
-    return comms ? 4 * comms->timeoutPeriod() : 2000;
+    return comms ? 4 * responseTime(*comms) : 2000;
 }
 
 TkConversation::Answer TkConversation::queueFrame(std::vector<unsigned char> frame, int awaits,
@@ -69,7 +90,9 @@ bool TkConversation::waitForAnswer(const Answer &answer, unsigned long limit) {
     if (!answer.wanted) {
         return true;
     }
-    return !onThread() && m_pParameters->await({answer.key, answer.stored}, limit);
+    // The worker can't bring the answer while it waits for it, nor while it waits for the turn.
+    return !onThread() && !m_pTxMutex->isMine() &&
+           m_pParameters->await({answer.key, answer.stored}, limit);
 }
 
 std::size_t TkConversation::queuedFrames() {
@@ -89,21 +112,11 @@ void TkConversation::processTransmitedMsgs() {
     if (m_bAwaitingResponse) {
         return;
     }
-    Outgoing *front = nullptr;
-    {
-        const TkLock lock(m_QueueMutex);
-        if (m_TxQueue.empty()) {
-            return;
-        }
-        front = &m_TxQueue.front();
-        front->sent = true;
+    Outgoing *const front = frameToSend();
+    if (front == nullptr) {
+        return;
     }
-    std::vector<unsigned char> &frame = front->frame;
-    m_pRawTx->append(frame.data(), frame.size());
-    // Whether it went out shows by its answer.
-    comms->write_str(reinterpret_cast<char *>(frame.data()),
-                     static_cast<unsigned int>(frame.size()));
-    addParsedComms("TRANSMITTED: ", frame.data(), frame.size());
+    writeFrame(*comms, front->frame);
     if (isAnswered(front->awaits)) {
         startResponseTimer(*comms);
     } else {
@@ -111,9 +124,42 @@ void TkConversation::processTransmitedMsgs() {
     }
 }
 
+/// The front of the queue. While a lost far end is searched for and nothing else is to be sent, the
+/// probe is: also when the one before was flushed for want of a link.
+TkConversation::Outgoing *TkConversation::frameToSend() {
+    if (m_bFlushOnReply && queuedFrames() == 0) {
+        m_bFlushOnReply = m_bRefreshEnabled;
+        if (m_bFlushOnReply) {
+            sendProbe();
+        }
+    }
+    const TkLock lock(m_QueueMutex);
+    if (m_TxQueue.empty()) {
+        return nullptr;
+    }
+    Outgoing &front = m_TxQueue.front();
+    if (!front.sent) {
+        m_nRetries = 0;
+        front.sent = true;
+    }
+    return &front;
+}
+
+/// Whether the frame went out shows by its answer.
+void TkConversation::writeFrame(TkComms &comms, std::vector<unsigned char> &frame) {
+    m_pRawTx->append(frame.data(), frame.size());
+    try {
+        comms.write_str(reinterpret_cast<char *>(frame.data()),
+                        static_cast<unsigned int>(frame.size()));
+    } catch (...) {
+        // A link of the application's that fails in its own way has failed all the same.
+    }
+    addParsedComms("TRANSMITTED: ", frame.data(), frame.size());
+}
+
 void TkConversation::startResponseTimer(TkComms &comms) {
     m_bAwaitingResponse = true;
-    m_ResponseTimer.setLength(static_cast<long>(comms.timeoutPeriod()));
+    m_ResponseTimer.setLength(static_cast<long>(responseTime(comms)));
 }
 
 void TkConversation::checkResponseTimer() {
@@ -129,10 +175,7 @@ void TkConversation::checkResponseTimer() {
     lostComms();
     flushTxBuffer();
     m_nRetries = 0;
-    m_bFlushOnReply = m_bRefreshEnabled;
-    if (m_bFlushOnReply) {
-        sendProbe();
-    }
+    m_bFlushOnReply = m_bRefreshEnabled; // the next cycle sends the probe
 }
 
 void TkConversation::dropFrontFrame() {
@@ -154,9 +197,9 @@ void TkConversation::processReceivedMsgs() {
     if (!comms) {
         return;
     }
-    char byte = 0;
-    for (std::size_t i = 0; i < BYTES_A_CYCLE && comms->read_ch(&byte) > 0; ++i) {
-        if (!receiveByte(static_cast<unsigned char>(byte))) {
+    unsigned char byte = 0;
+    for (std::size_t i = 0; i < BYTES_A_CYCLE && readByte(*comms, byte); ++i) {
+        if (!receiveByte(byte)) {
             return;
         }
     }
@@ -180,8 +223,10 @@ bool TkConversation::receiveByte(unsigned char byte) {
     if (m_RxBuffer.size() == 1 && byte == ACK) {
         receiveAck();
     } else if (frameComplete(m_RxBuffer)) {
-        handleFrame();
+        m_Frame.swap(m_RxBuffer);
+        const bool overlong = m_bOverlong;
         clearReceived();
+        handleFrame(overlong);
     }
     return true;
 }
@@ -194,14 +239,14 @@ void TkConversation::receiveAck() {
     clearReceived();
 }
 
-void TkConversation::handleFrame() {
+void TkConversation::handleFrame(bool overlong) {
     if (m_bFlushOnReply) {
         // The far end is back. What it says may answer a question of before the loss: it and what
         // was queued meanwhile are thrown away.
         flushTxBuffer();
         m_bFlushOnReply = false;
         m_nRetries = 0;
-    } else if (m_bOverlong || !decodeFrame(m_RxBuffer, m_Items)) {
+    } else if (overlong || !decodeFrame(m_Frame, m_Items)) {
         logRefused("Invalid Checksum on");
     } else if (m_Items.empty() || !m_pParameters->declares(m_Items.front().command)) {
         logRefused("Unknown");
@@ -211,7 +256,7 @@ void TkConversation::handleFrame() {
 }
 
 void TkConversation::handleItems() {
-    addParsedComms("RECEIVED:    ", m_RxBuffer.data(), m_RxBuffer.size());
+    addParsedComms("RECEIVED:    ", m_Frame.data(), m_Frame.size());
     const Outgoing *const front = frameAwaitingResponse();
     if (front != nullptr && answers(m_Items.front().command, front->awaits)) {
         frontAnswered();
@@ -250,58 +295,56 @@ void TkConversation::enableRefresh(bool enable, bool dropConnection) {
     }
 }
 
-/// In a callback the thread may hold another engine's turn, or be waited for by the thread that
-/// holds this one's: it doesn't wait, but leaves the loss to the one whose turn it is.
+/// In a callback the thread may have another engine's turn, and whoever has this one's may want
+/// that: it doesn't wait, but leaves the loss to the one whose turn it is. So does a worker that is
+/// being stopped while it waits.
 void TkConversation::lostComms() {
-    if (tkwaits::insideAny()) {
-        m_nLossRequested.exchange(1);
-        serveRequestedLoss();
-        return;
+    if (!tkwaits::inCallback()) {
+        const Turn turn(*this);
+        if (turn) {
+            forgetAndTell();
+            return;
+        }
     }
-    const Turn turn(*this);
-    if (turn) {
-        forgetAndTell();
-    }
+    m_nLossRequested.exchange(1);
+    serveRequestedLoss();
 }
 
 void TkConversation::forgetAndTell() {
+    if (m_bTellingLoss) {
+        return; // a callback that hears of the loss asks for it again: nothing has come since
+    }
+    m_bTellingLoss = true;
     forget();
     m_bReceivedLost = true;
     m_bConnected = false;
     if (m_bDispatcherEnabled) {
         m_DispatchManager.lostComms(m_nEventClass);
     }
+    m_bTellingLoss = false;
 }
 
-/// Another thread that has the turn is dropping the connection, and its callbacks run. They may be
-/// waiting for this worker's end: a stop is noticed while waiting.
+/// A worker that waits for its turn is there to be stopped by the very callback that has it.
 bool TkConversation::beginTurn() {
-    if (!onThread()) {
-        m_TxMutex.lock();
-        return true;
-    }
-    while (!m_TxMutex.try_lock()) {
-        if (!isThreadActive()) {
-            return false;
-        }
-        tksleep(1);
-    }
-    return true;
+    return m_pTxMutex->begin(onThread() ? static_cast<TkThread *>(this) : nullptr);
 }
 
-void TkConversation::endTurn() {
-    m_TxMutex.unlock();
+void TkConversation::endTurn(bool held) {
+    if (held) {
+        m_pTxMutex->end();
+    }
     serveRequestedLoss();
 }
 
 /// A request finds the turn free, or whoever has it looks here after giving it back. Both look by a
-/// read-modify-write, which orders them against each other.
+/// read-modify-write, which orders them against each other. So does whoever waited for the turn,
+/// had he it or not.
 void TkConversation::serveRequestedLoss() {
-    while (m_nLossRequested.fetch_add(0) != 0 && m_TxMutex.try_lock()) {
+    while (m_nLossRequested.fetch_add(0) != 0 && m_pTxMutex->tryBegin()) {
         if (m_nLossRequested.exchange(0) != 0) {
             forgetAndTell();
         }
-        m_TxMutex.unlock();
+        m_pTxMutex->end();
     }
 }
 
@@ -368,5 +411,5 @@ void TkConversation::addParsedComms(const char *prefix, const unsigned char *fra
 void TkConversation::logRefused(const char *why) {
     const std::string prefix =
         std::string("RECEIVED:     ") + why + " message received from " + m_FarEnd + "... -> ";
-    addParsedComms(prefix.c_str(), m_RxBuffer.data(), m_RxBuffer.size());
+    addParsedComms(prefix.c_str(), m_Frame.data(), m_Frame.size());
 }

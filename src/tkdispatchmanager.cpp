@@ -9,10 +9,10 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <iterator>
+#include <new>
 
 namespace {
-
-enum EventClass { GENERATOR = 1, RELAY = 2, INFIMED = 3, TRANSFER = 4, GEHL = 5 };
 
 /// Events whose numbers run in step with their operations, from `first` on.
 template <class Dispatcher, std::size_t N>
@@ -123,41 +123,56 @@ struct TkDispatchManager::Registration {
 
 TkDispatchManager::~TkDispatchManager() = default;
 
+/// The registrations that still hold, with room for one more.
+std::shared_ptr<TkDispatchManager::Registrations> TkDispatchManager::copyOfList() const {
+    auto list = std::make_shared<Registrations>();
+    if (m_pRegistrations) {
+        list->reserve(m_pRegistrations->size() + 1);
+        std::copy_if(m_pRegistrations->begin(), m_pRegistrations->end(), std::back_inserter(*list),
+                     [](const auto &one) { return !one->removed; });
+    }
+    return list;
+}
+
 void TkDispatchManager::addDispatcher(TkBaseDispatcher *dispatcher) {
     if (dispatcher == nullptr) {
         return;
     }
     const auto added = std::make_shared<Registration>(dispatcher, dispatcher->rtti());
     const std::lock_guard<std::mutex> lock(m_Mutex);
-    auto list = m_pRegistrations ? std::make_shared<Registrations>(*m_pRegistrations)
-                                 : std::make_shared<Registrations>();
+    const std::shared_ptr<Registrations> list = copyOfList();
     list->push_back(added);
-    m_pRegistrations = std::move(list);
+    m_pRegistrations = list;
 }
 
 bool TkDispatchManager::removeDispatcher(TkBaseDispatcher *dispatcher) {
-    const auto isIts = [=](const auto &one) { return one->dispatcher == dispatcher; };
+    const auto isIts = [=](const auto &one) {
+        return one->dispatcher == dispatcher && !one->removed;
+    };
     {
         const std::lock_guard<std::mutex> lock(m_Mutex);
         if (!m_pRegistrations) {
             return false;
         }
-        const auto list = std::make_shared<Registrations>(*m_pRegistrations);
-        const auto found = std::find_if(list->begin(), list->end(), isIts);
-        if (found == list->end()) {
+        const Registrations &all = *m_pRegistrations;
+        const auto found = std::find_if(all.begin(), all.end(), isIts);
+        if (found == all.end()) {
             return false;
         }
         (*found)->removed = true;
-        list->erase(found);
-        const bool registeredStill = std::any_of(list->begin(), list->end(), isIts);
-        m_pRegistrations = list;
+        const bool registeredStill = std::any_of(found, all.end(), isIts);
+        try {
+            m_pRegistrations = copyOfList();
+        } catch (const std::bad_alloc &) {
+            // The mark does; the entry goes with the next change.
+        }
         if (registeredStill) {
             return true;
         }
     }
     // A walk that has the dispatcher in its snapshot is inside it by now, or will see that it was
     // removed and not touch it.
-    tkwaits::untilLeft(dispatcher);
+    tkwaits::untilLeft(dispatcher, tkwaits::Circle::giveWay);
     return true;
 }
 
@@ -190,19 +205,19 @@ void TkDispatchManager::deliver(int eventClass, const TkEvent<Dispatcher> &event
 
 bool TkDispatchManager::dispatchMsg(int eventClass, int command, void *data) {
     switch (eventClass) {
-    case GENERATOR:
+    case TkGenDispatcher::CLASS:
         deliver(eventClass, Tables::generator(command), data);
         break;
-    case RELAY:
+    case TkTCPIPDispatcher::CLASS:
         deliver(eventClass, Tables::relay(command), data);
         break;
-    case INFIMED:
+    case TkInfimedDispatcher::CLASS:
         deliver(eventClass, find(Tables::infimed, command), data);
         break;
-    case TRANSFER:
+    case TkZModemDispatcher::CLASS:
         deliver(eventClass, Tables::transfer.event(command), data);
         break;
-    case GEHL:
+    case TkGEHLDispatcher::CLASS:
         deliver(eventClass, find(Tables::gehl, command), data);
         break;
     default:
@@ -211,37 +226,25 @@ bool TkDispatchManager::dispatchMsg(int eventClass, int command, void *data) {
     return true;
 }
 
-void TkDispatchManager::lostComms(int eventClass) {
-    switch (eventClass) {
-    case GENERATOR:
-        deliver(eventClass, TkEvent<TkGenDispatcher>(&TkGenDispatcher::lostComms), nullptr);
-        break;
-    case INFIMED:
-        deliver(eventClass, TkEvent<TkInfimedDispatcher>(&TkInfimedDispatcher::lostComms), nullptr);
-        break;
-    case GEHL:
-        deliver(eventClass, TkEvent<TkGEHLDispatcher>(&TkGEHLDispatcher::lostComms), nullptr);
-        break;
-    default:
-        break;
+/// Delivers an event that three of the classes have under the same name.
+void TkDispatchManager::deliverOfLink(int eventClass, TkEvent<TkGenDispatcher> generator,
+                                      TkEvent<TkInfimedDispatcher> infimed,
+                                      TkEvent<TkGEHLDispatcher> gehl) {
+    if (eventClass == TkGenDispatcher::CLASS) {
+        deliver(eventClass, generator, nullptr);
+    } else if (eventClass == TkInfimedDispatcher::CLASS) {
+        deliver(eventClass, infimed, nullptr);
+    } else if (eventClass == TkGEHLDispatcher::CLASS) {
+        deliver(eventClass, gehl, nullptr);
     }
 }
 
+void TkDispatchManager::lostComms(int eventClass) {
+    deliverOfLink(eventClass, &TkGenDispatcher::lostComms, &TkInfimedDispatcher::lostComms,
+                  &TkGEHLDispatcher::lostComms);
+}
+
 void TkDispatchManager::CommsReEstablished(int eventClass) {
-    switch (eventClass) {
-    case GENERATOR:
-        deliver(eventClass, TkEvent<TkGenDispatcher>(&TkGenDispatcher::CommsReEstablished),
-                nullptr);
-        break;
-    case INFIMED:
-        deliver(eventClass, TkEvent<TkInfimedDispatcher>(&TkInfimedDispatcher::CommsReEstablished),
-                nullptr);
-        break;
-    case GEHL:
-        deliver(eventClass, TkEvent<TkGEHLDispatcher>(&TkGEHLDispatcher::CommsReEstablished),
-                nullptr);
-        break;
-    default:
-        break;
-    }
+    deliverOfLink(eventClass, &TkGenDispatcher::CommsReEstablished,
+                  &TkInfimedDispatcher::CommsReEstablished, &TkGEHLDispatcher::CommsReEstablished);
 }

@@ -1,5 +1,6 @@
 #include "tkgeneratorcontrol.h"
 
+#include "tkdispatchers.h"
 #include "tkdispatchmanager.h"
 #include "tkerrorqueue.h"
 #include "tkparametertable.h"
@@ -10,7 +11,6 @@
 
 namespace {
 
-constexpr int GENERATOR_EVENTS = 1;
 constexpr unsigned char ETX = 0x03;
 constexpr unsigned char BINARY_START = 0x01;
 
@@ -51,7 +51,7 @@ std::shared_ptr<TkComms> serialPort(TkSerial::COM_PORTS port) {
 } // namespace
 
 TkGeneratorControl::TkGeneratorControl(std::shared_ptr<TkComms> comms)
-    : TkConversation(GENERATOR_EVENTS, "generator", std::move(comms), declareParameters()),
+    : TkConversation(TkGenDispatcher::CLASS, "generator", std::move(comms), declareParameters()),
       m_pCodec(new TkTextCodec), m_pLatchedErrors(new TkErrorQueue), m_pErrors(new TkErrorQueue) {}
 
 TkGeneratorControl::TkGeneratorControl(TkComms *comms) : TkGeneratorControl(borrowed(comms)) {}
@@ -60,7 +60,7 @@ TkGeneratorControl::TkGeneratorControl(TkSerial::COM_PORTS port)
     : TkGeneratorControl(serialPort(port)) {}
 
 TkGeneratorControl::~TkGeneratorControl() {
-    stopControl();
+    endThread();
 }
 
 int TkGeneratorControl::getGenParam(Tk::TextCommands command) const {
@@ -84,7 +84,7 @@ bool TkGeneratorControl::transmitMsg(Tk::TextCommands command, int value, bool w
         }
         value = WIRE_FILM_SCREENS[value];
     }
-    const unsigned long limit = waitLimit();
+    const unsigned long limit = wait ? waitLimit() : 0;
     Answer answer{};
     try {
         const TkLock lock(m_QueueMutex);
@@ -185,7 +185,7 @@ void TkGeneratorControl::storeAndTell(int command, int value, bool takesPart) {
     if (!isDispatcherEnabled() || !isTold(command, changed, takesPart)) {
         return;
     }
-    m_DispatchManager.dispatchMsg(GENERATOR_EVENTS, command, &value);
+    m_DispatchManager.dispatchMsg(TkGenDispatcher::CLASS, command, &value);
     if (changed && (command == Tk::ER || command == Tk::EL)) {
         setGenParam(static_cast<Tk::TextCommands>(command),
                     Tk::VALUE_UNKNOWN); // the next counts too

@@ -1,21 +1,21 @@
 #include "tkserial.h"
 
 #include "platform/platform.h"
+#include "platform/portnames.h"
 
 #include <algorithm>
 #include <climits>
+#include <new>
 #include <utility>
 
 using tkplatform::ModemLine;
+using tkplatform::portNames;
 using tkplatform::SerialAccess;
 using tkplatform::SerialDevice;
 using tkplatform::SerialParity;
 using tkplatform::SerialSettings;
 
 namespace {
-
-constexpr std::array<const char *, 10> commNames = {"COM1", "COM2", "COM3", "COM4", "COM5",
-                                                    "COM6", "COM7", "COM8", "COM9", "COM10"};
 
 constexpr std::array<int, 11> baudRates = {110,  300,   600,   1200,  2400,  4800,
                                            9600, 19200, 38400, 57600, 115200};
@@ -33,13 +33,13 @@ SerialAccess accessOf(TkSerial::MODE_FLAGS mode) {
 
 SerialParity parityOf(TkSerial::PARITY_FLAGS parity) {
     switch (parity) {
-    case TkSerial::PARITY_EVEN:
+    case TkSerial::EVEN_PARITY:
         return SerialParity::even;
-    case TkSerial::PARITY_ODD:
+    case TkSerial::ODD_PARITY:
         return SerialParity::odd;
-    case TkSerial::PARITY_MARK:
+    case TkSerial::MARK_PARITY:
         return SerialParity::mark;
-    case TkSerial::PARITY_SPACE:
+    case TkSerial::SPACE_PARITY:
         return SerialParity::space;
     default:
         return SerialParity::none;
@@ -62,10 +62,15 @@ ModemLine modemLine(TkSerial::SERIAL_FLAGS line) {
 
 // --- Lifecycle ----------------------------------------------------------------------------------
 
-TkSerial::TkSerial(const char *device, MODE_FLAGS mode)
-    : m_name(device ? device : ""), m_mode(mode) {
-    if (open(m_name.c_str()))
+TkSerial::TkSerial(const char *device, MODE_FLAGS mode) : m_Mode(mode) {
+    try {
+        m_Name = device ? device : "";
+    } catch (const std::bad_alloc &) {
+        return;
+    }
+    if (open(m_Name.c_str())) {
         initialize();
+    }
 }
 
 TkSerial::~TkSerial() {
@@ -74,66 +79,73 @@ TkSerial::~TkSerial() {
 
 bool TkSerial::open(const char *device) {
     close();
-    if (device)
-        m_device = SerialDevice::open(device, accessOf(m_mode));
-    return m_device != nullptr;
+    if (device) {
+        m_pDevice = SerialDevice::open(device, accessOf(m_Mode));
+    }
+    return m_pDevice != nullptr;
 }
 
 bool TkSerial::initialize() {
-    return m_device && m_device->initialize(settings());
+    return m_pDevice && m_pDevice->initialize(settings());
 }
 
 void TkSerial::close() {
-    m_device.reset();
-    m_receivedNext = m_receivedCount = 0;
+    m_pDevice.reset();
+    m_nReceivedNext = m_nReceivedCount = 0;
 }
 
 const char *TkSerial::getCommName(COM_PORTS port) {
-    return port >= COM1 && port <= COM10 ? commNames[static_cast<std::size_t>(port)] : nullptr;
+    return port >= COM1 && port <= COM10 ? portNames[static_cast<std::size_t>(port)] : nullptr;
 }
 
 const char *TkSerial::getCommName(int number) {
-    return number >= 1 && number <= 10 ? commNames[static_cast<std::size_t>(number - 1)] : nullptr;
+    return number >= 1 && number <= 10 ? portNames[static_cast<std::size_t>(number - 1)] : nullptr;
 }
 
 const char *TkSerial::getDevice() const {
-    return m_name.c_str();
+    return m_Name.c_str();
 }
 
 bool TkSerial::isOpen() {
-    return m_device != nullptr;
+    return m_pDevice != nullptr;
 }
 
 // --- Traffic ------------------------------------------------------------------------------------
 
 int TkSerial::read_ch(char *byte) {
-    if (!m_device || !byte)
+    if (!m_pDevice || !byte) {
         return -1;
-    if (m_receivedNext == m_receivedCount) {
-        const int count = m_device->read(m_received.data(), m_received.size());
-        if (count <= 0)
-            return count;
-        m_receivedNext = 0;
-        m_receivedCount = static_cast<std::size_t>(count);
     }
-    *byte = m_received[m_receivedNext++];
+    if (m_nReceivedNext == m_nReceivedCount) {
+        const int count = m_pDevice->read(m_Received.data(), m_Received.size());
+        if (count <= 0) {
+            return count;
+        }
+        m_nReceivedNext = 0;
+        m_nReceivedCount = static_cast<std::size_t>(count);
+    }
+    *byte = m_Received[m_nReceivedNext++];
     return 1;
 }
 
 int TkSerial::write_ch(char byte) {
-    return write_str(&byte, 1);
+    return send(&byte, 1);
 }
 
 int TkSerial::write_str(char *bytes, unsigned int length) {
-    if (!bytes || length == 0)
-        return 0;
-    if (!m_device || length > static_cast<unsigned int>(INT_MAX))
+    return bytes && length > 0 ? send(bytes, length) : 0;
+}
+
+/// Apart from the two, so that a derived class may build either of them on the other.
+int TkSerial::send(const char *bytes, unsigned int length) {
+    if (!m_pDevice || length > static_cast<unsigned int>(INT_MAX)) {
         return -1;
-    return m_device->write(bytes, length);
+    }
+    return m_pDevice->write(bytes, length);
 }
 
 bool TkSerial::enableBlocking(bool enable) {
-    m_blocking = enable;
+    m_bBlocking = enable;
     return true;
 }
 
@@ -142,95 +154,97 @@ unsigned long TkSerial::timeoutPeriod() {
 }
 
 bool TkSerial::isTransmitBufferEmpty() {
-    return m_device && m_device->transmitQueue() == 0;
+    return m_pDevice && m_pDevice->transmitQueue() == 0;
 }
 
 bool TkSerial::isReceiveBufferEmpty() {
-    return m_device && m_receivedNext == m_receivedCount && m_device->receiveQueue() == 0;
+    return m_pDevice && m_nReceivedNext == m_nReceivedCount && m_pDevice->receiveQueue() == 0;
 }
 
 void TkSerial::finishTransmitting() {
-    if (m_device)
-        m_device->drain();
+    if (m_pDevice) {
+        m_pDevice->drain();
+    }
 }
 
 // --- Line settings ------------------------------------------------------------------------------
 
 int TkSerial::getBaudRate() const {
-    return m_baudRate;
+    return m_nBaudRate;
 }
 
 TkSerial::PARITY_FLAGS TkSerial::getParity() const {
-    return m_parity;
+    return m_Parity;
 }
 
 unsigned char TkSerial::getCharSize() const {
-    return m_charSize;
+    return m_nCharSize;
 }
 
 unsigned char TkSerial::getStopBits() const {
-    return m_stopBits;
+    return m_nStopBits;
 }
 
 bool TkSerial::getFlowControl() const {
-    return m_flowControl;
+    return m_bFlowControl;
 }
 
 SerialSettings TkSerial::settings() const {
     SerialSettings settings;
-    settings.baudRate = m_baudRate;
-    settings.parity = parityOf(m_parity);
-    settings.dataBits = m_charSize;
-    settings.stopBits = m_stopBits;
-    settings.ctsFlowControl = m_flowControl;
+    settings.baudRate = m_nBaudRate;
+    settings.parity = parityOf(m_Parity);
+    settings.dataBits = m_nCharSize;
+    settings.stopBits = m_nStopBits;
+    settings.ctsFlowControl = m_bFlowControl;
     return settings;
 }
 
 template <class Field>
 bool TkSerial::change(Field &field, Field value) {
     const Field before = std::exchange(field, value);
-    if (m_device && m_device->apply(settings()))
+    if (m_pDevice && m_pDevice->apply(settings())) {
         return true;
+    }
     field = before;
     return false;
 }
 
 bool TkSerial::setBaudRate(int rate) {
     const bool known = std::find(baudRates.begin(), baudRates.end(), rate) != baudRates.end();
-    return known && change(m_baudRate, rate);
+    return known && change(m_nBaudRate, rate);
 }
 
 bool TkSerial::setParity(PARITY_FLAGS parity) {
-    return parity >= PARITY_NONE && parity <= PARITY_SPACE && change(m_parity, parity);
+    return parity >= NO_PARITY && parity <= SPACE_PARITY && change(m_Parity, parity);
 }
 
 bool TkSerial::setStopBits(unsigned char bits) {
-    return (bits == 1 || bits == 2) && change(m_stopBits, bits);
+    return (bits == 1 || bits == 2) && change(m_nStopBits, bits);
 }
 
 bool TkSerial::setCharSize(unsigned char bits) {
-    return change(m_charSize, bits);
+    return change(m_nCharSize, bits);
 }
 
 bool TkSerial::setFlowControl(bool enable) {
-    return change(m_flowControl, enable);
+    return change(m_bFlowControl, enable);
 }
 
 bool TkSerial::setXONXOFF(bool enable) {
-    m_xonXoff = enable;
+    m_bXonXoff = enable;
     return true;
 }
 
 // --- Modem lines --------------------------------------------------------------------------------
 
 bool TkSerial::setFlag(SERIAL_FLAGS line) {
-    return m_device && m_device->setLine(modemLine(line), true);
+    return m_pDevice && m_pDevice->setLine(modemLine(line), true);
 }
 
 bool TkSerial::clrFlag(SERIAL_FLAGS line) {
-    return m_device && m_device->setLine(modemLine(line), false);
+    return m_pDevice && m_pDevice->setLine(modemLine(line), false);
 }
 
 int TkSerial::getFlag(SERIAL_FLAGS line) {
-    return m_device ? m_device->readLine(modemLine(line)) : -1;
+    return m_pDevice ? m_pDevice->readLine(modemLine(line)) : -1;
 }

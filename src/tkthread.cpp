@@ -4,7 +4,7 @@
 #include "tkwaits.h"
 
 #include <chrono>
-#include <system_error>
+#include <exception>
 
 TkTimer::TkTimer(long length) : m_nStart(time()), m_nLength(length) {}
 
@@ -29,48 +29,60 @@ unsigned long TkTimer::time() {
     return tkplatform::tick();
 }
 
+TkThread::TkThread() : m_pPresence(new tkwaits::Presence) {}
+
 TkThread::~TkThread() {
-    stopControl();
+    endThread();
+    if (m_Thread.joinable()) {
+        // On the thread itself: a callback ends the process, and this object is static.
+        m_Thread.detach();
+    }
 }
 
 int TkThread::startControl() {
     const std::lock_guard<std::mutex> lock(m_Mutex);
-    if (m_ThreadId != std::thread::id()) {
+    if (m_Thread.joinable()) {
         return 0;
     }
     m_bActive = true; // before the new thread can look
     try {
         m_Thread = std::thread(&TkThread::processThread, this);
-    } catch (const std::system_error &) {
+    } catch (const std::exception &) { // no thread, or no memory for one
         m_bActive = false;
         return 0;
     }
-    m_ThreadId = m_Thread.get_id();
+    // On its behalf, so that a stop finds it; it can't leave before it has the lock.
+    m_pPresence->enter(this, m_Thread.get_id());
+    ++m_nStarts;
     return 1;
 }
 
 int TkThread::stopControl() {
-    std::unique_lock<std::mutex> lock(m_Mutex);
-    m_bActive = false;
-    m_Changed.notify_all();
-    if (m_ThreadId == std::thread::id()) {
-        return 1;
+    return stop(false);
+}
+
+void TkThread::endThread() {
+    stop(true);
+}
+
+int TkThread::stop(bool insist) {
+    unsigned long started = 0;
+    {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        m_bActive = false;
+        m_Changed.notify_all();
+        if (!m_Thread.joinable()) {
+            return 1;
+        }
+        started = m_nStarts;
     }
-    const tkwaits::Ending ending(m_ThreadId);
-    if (!ending.allowed()) {
+    if (!tkwaits::untilLeft(this, insist ? tkwaits::Circle::insist : tkwaits::Circle::giveWay)) {
         return 0;
     }
-    if (m_bEnding) {
-        m_Changed.wait(lock, [this] { return !m_bEnding; });
-        return 1;
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    if (m_Thread.joinable() && m_nStarts == started) {
+        m_Thread.join(); // it has left, and ends at once
     }
-    m_bEnding = true;
-    lock.unlock();
-    m_Thread.join();
-    lock.lock();
-    m_ThreadId = std::thread::id();
-    m_bEnding = false;
-    m_Changed.notify_all();
     return 1;
 }
 
@@ -95,7 +107,7 @@ void TkThread::tksleep(long milliseconds) {
 
 bool TkThread::onThread() {
     const std::lock_guard<std::mutex> lock(m_Mutex);
-    return m_ThreadId == std::this_thread::get_id();
+    return m_Thread.get_id() == std::this_thread::get_id();
 }
 
 void TkThread::processThread(void *object) {
@@ -109,6 +121,7 @@ void TkThread::processThread(void *object) {
         }
         self->sleepBetweenCycles();
     }
+    self->m_pPresence->leave(); // the object may be gone from here on
 }
 
 /// The lock is free during the sleep, and a stop ends it.

@@ -1,33 +1,48 @@
 #include "tkwaits.h"
 
-#include <algorithm>
 #include <condition_variable>
+#include <limits>
 #include <mutex>
-#include <vector>
 
 namespace tkwaits {
+
+/// A thread that waits for those who entered a place up to `lastEntry`.
+struct Wait {
+    std::thread::id waiter;
+    const void *place;
+    unsigned long lastEntry;
+    bool mayGiveWay;
+    const void *worker = nullptr; // a wait for this worker's end makes it give way
+    unsigned long ticket = 0;     // the order of asking
+    bool givesWay = false;
+    Wait *next = nullptr;
+};
+
+/// The presences and waits, linked where they live: on the stacks of their threads.
+struct Register {
+    std::mutex lock; // guards all below, and the presences; a leaf
+    std::condition_variable changed;
+    Presence *present = nullptr;
+    Wait *waits = nullptr;
+    unsigned long entries = 0;
+
+    void enter(Presence &presence, const void *place, std::thread::id thread);
+    void leave(Presence &presence);
+    bool holdsUp(const Presence &presence, const Wait &wait) const;
+    bool isHeldUp(const Wait &wait) const;
+    bool leadsTo(const Wait &wait, std::thread::id thread) const;
+    void releaseWhoWaitsFor(std::thread::id thread);
+    void releaseWorker(const void *worker);
+    void link(Wait &wait);
+    void unlink(Wait &wait);
+    bool isFirst(const Wait &wait) const;
+    bool isAwaited(const void *place) const;
+    bool isInside(const void *place, std::thread::id thread) const;
+};
+
 namespace {
 
-using ThreadId = std::thread::id;
-
-struct Presence {
-    const void *place;
-    ThreadId thread;
-};
-
-/// A thread waits for a place to be left, or, with no place, for another thread's end.
-struct Wait {
-    ThreadId waiter;
-    const void *place;
-    ThreadId thread;
-};
-
-struct Register {
-    std::mutex lock; // guards the lists; a leaf
-    std::condition_variable left;
-    std::vector<Presence> present;
-    std::vector<Wait> waits;
-};
+constexpr unsigned long ANY_ENTRY = std::numeric_limits<unsigned long>::max();
 
 /// Never destroyed: engines of static objects may still deliver events at the process's end.
 Register &instance() {
@@ -35,102 +50,227 @@ Register &instance() {
     return all;
 }
 
-bool isInside(const Register &all, const void *place, ThreadId thread) {
-    return std::any_of(all.present.begin(), all.present.end(), [=](const Presence &presence) {
-        return presence.place == place && presence.thread == thread;
-    });
-}
-
-bool othersInside(const Register &all, const void *place, ThreadId thread) {
-    return std::any_of(all.present.begin(), all.present.end(), [=](const Presence &presence) {
-        return presence.place == place && presence.thread != thread;
-    });
-}
-
-bool waitsFor(const Register &all, ThreadId waiter, ThreadId target);
-
-/// Whether somebody for whom `wait` waits is `target`, or waits for it in turn. Waits that close a
-/// circle aren't begun, so the walk ends.
-bool leadsTo(const Register &all, const Wait &wait, ThreadId target) {
-    if (wait.place == nullptr) {
-        return wait.thread == target || waitsFor(all, wait.thread, target);
-    }
-    return std::any_of(all.present.begin(), all.present.end(), [&](const Presence &presence) {
-        return presence.place == wait.place && presence.thread != wait.waiter &&
-               (presence.thread == target || waitsFor(all, presence.thread, target));
-    });
-}
-
-bool waitsFor(const Register &all, ThreadId waiter, ThreadId target) {
-    return std::any_of(all.waits.begin(), all.waits.end(), [&](const Wait &wait) {
-        return wait.waiter == waiter && leadsTo(all, wait, target);
-    });
-}
-
-void endWait(Register &all, ThreadId waiter) {
-    const auto own = std::find_if(all.waits.rbegin(), all.waits.rend(),
-                                  [=](const Wait &wait) { return wait.waiter == waiter; });
-    all.waits.erase(std::next(own).base());
-}
-
-thread_local int visits = 0;
+thread_local int callbacks = 0;
 
 } // namespace
 
-Visit::Visit(const void *place) : m_pPlace(place) {
+void Register::enter(Presence &presence, const void *place, std::thread::id thread) {
+    presence.m_pPlace = place;
+    presence.m_Thread = thread;
+    presence.m_nEntry = ++entries;
+    presence.m_pNext = present;
+    presence.m_pLink = &present;
+    if (present != nullptr) {
+        present->m_pLink = &presence.m_pNext;
+    }
+    present = &presence;
+}
+
+void Register::leave(Presence &presence) {
+    if (presence.m_pPlace == nullptr) {
+        return;
+    }
+    presence.m_pPlace = nullptr;
+    *presence.m_pLink = presence.m_pNext;
+    if (presence.m_pNext != nullptr) {
+        presence.m_pNext->m_pLink = presence.m_pLink;
+    }
+    if (waits != nullptr) {
+        changed.notify_all();
+    }
+}
+
+bool Register::isInside(const void *place, std::thread::id thread) const {
+    const Presence *one = present;
+    while (one != nullptr && (one->m_pPlace != place || one->m_Thread != thread)) {
+        one = one->m_pNext;
+    }
+    return one != nullptr;
+}
+
+bool Register::holdsUp(const Presence &presence, const Wait &wait) const {
+    return presence.m_pPlace == wait.place && presence.m_nEntry <= wait.lastEntry;
+}
+
+bool Register::isHeldUp(const Wait &wait) const {
+    const Presence *one = present;
+    while (one != nullptr && !holdsUp(*one, wait)) {
+        one = one->m_pNext;
+    }
+    return one != nullptr;
+}
+
+/// Whether somebody for whom `wait` waits is `thread`, or waits for it in turn. Circles are never
+/// closed, so the walk ends.
+bool Register::leadsTo(const Wait &wait, std::thread::id thread) const {
+    for (const Presence *one = present; one != nullptr; one = one->m_pNext) {
+        if (!holdsUp(*one, wait)) {
+            continue;
+        }
+        if (one->m_Thread == thread) {
+            return true;
+        }
+        for (const Wait *next = waits; next != nullptr; next = next->next) {
+            if (next->waiter == one->m_Thread && !next->givesWay && leadsTo(*next, thread)) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void Register::releaseWhoWaitsFor(std::thread::id thread) {
+    for (Wait *wait = waits; wait != nullptr; wait = wait->next) {
+        for (const Presence *one = present; one != nullptr; one = one->m_pNext) {
+            if (wait->mayGiveWay && one->m_Thread == thread && holdsUp(*one, *wait)) {
+                wait->givesWay = true;
+            }
+        }
+    }
+    changed.notify_all();
+}
+
+void Register::releaseWorker(const void *worker) {
+    for (Wait *wait = waits; wait != nullptr; wait = wait->next) {
+        wait->givesWay = wait->givesWay || wait->worker == worker;
+    }
+    changed.notify_all();
+}
+
+void Register::link(Wait &wait) {
+    wait.ticket = ++entries;
+    wait.next = waits;
+    waits = &wait;
+}
+
+/// Whoever comes next may be waiting for this wait's end.
+void Register::unlink(Wait &wait) {
+    Wait **link = &waits;
+    while (*link != &wait) {
+        link = &(*link)->next;
+    }
+    *link = wait.next;
+    changed.notify_all();
+}
+
+bool Register::isFirst(const Wait &wait) const {
+    const Wait *other = waits;
+    while (other != nullptr && (other->place != wait.place || other->ticket >= wait.ticket)) {
+        other = other->next;
+    }
+    return other == nullptr;
+}
+
+bool Register::isAwaited(const void *place) const {
+    const Wait *one = waits;
+    while (one != nullptr && one->place != place) {
+        one = one->next;
+    }
+    return one != nullptr;
+}
+
+void Presence::enter(const void *place, std::thread::id thread) {
     Register &all = instance();
     const std::lock_guard<std::mutex> lock(all.lock);
-    all.present.push_back({place, std::this_thread::get_id()});
-    ++visits;
+    all.enter(*this, place, thread);
+}
+
+void Presence::leave() {
+    Register &all = instance();
+    const std::lock_guard<std::mutex> lock(all.lock);
+    all.leave(*this);
+}
+
+Visit::Visit(const void *place) {
+    m_Presence.enter(place, std::this_thread::get_id());
+    ++callbacks;
 }
 
 Visit::~Visit() {
-    Register &all = instance();
-    const std::lock_guard<std::mutex> lock(all.lock);
-    const auto own = std::find_if(all.present.rbegin(), all.present.rend(), [this](const auto &p) {
-        return p.place == m_pPlace && p.thread == std::this_thread::get_id();
-    });
-    all.present.erase(std::next(own).base());
-    --visits;
-    if (!all.waits.empty()) {
-        all.left.notify_all();
-    }
+    --callbacks;
 }
 
-bool insideAny() {
-    return visits > 0;
+bool inCallback() {
+    return callbacks > 0;
 }
 
-void untilLeft(const void *place) {
+bool untilLeft(const void *place, Circle circle) {
     Register &all = instance();
-    const ThreadId self = std::this_thread::get_id();
+    const std::thread::id self = std::this_thread::get_id();
     std::unique_lock<std::mutex> lock(all.lock);
-    const Wait wait{self, place, ThreadId()};
-    if (isInside(all, place, self) || leadsTo(all, wait, self)) {
-        return;
+    if (all.isInside(place, self)) {
+        return false;
     }
-    all.waits.push_back(wait);
-    all.left.wait(lock, [&] { return !othersInside(all, place, self); });
-    endWait(all, self);
+    all.releaseWorker(place);
+    Wait wait{self, place, all.entries, circle == Circle::giveWay};
+    if (all.leadsTo(wait, self)) {
+        if (circle == Circle::giveWay) {
+            return false;
+        }
+        all.releaseWhoWaitsFor(self);
+    }
+    all.link(wait);
+    all.changed.wait(lock, [&] { return wait.givesWay || !all.isHeldUp(wait); });
+    all.unlink(wait);
+    return !wait.givesWay;
 }
 
-Ending::Ending(std::thread::id thread) : m_bAllowed(true) {
+bool Turn::takeAgain() {
+    const bool mine = instance().isInside(this, std::this_thread::get_id());
+    m_nDepth += mine ? 1 : 0;
+    return mine;
+}
+
+bool Turn::begin(const void *worker) {
+    Register &all = instance();
+    std::unique_lock<std::mutex> lock(all.lock);
+    if (takeAgain()) {
+        return true;
+    }
+    Wait wait{std::this_thread::get_id(), this, ANY_ENTRY, false, worker};
+    if (m_nDepth > 0 || all.isAwaited(this)) {
+        if (all.leadsTo(wait, wait.waiter)) {
+            return false;
+        }
+        all.link(wait);
+        all.changed.wait(lock,
+                         [&] { return wait.givesWay || (m_nDepth == 0 && all.isFirst(wait)); });
+        all.unlink(wait);
+        if (wait.givesWay) {
+            return false;
+        }
+    }
+    all.enter(m_Holder, this, wait.waiter);
+    m_nDepth = 1;
+    return true;
+}
+
+bool Turn::tryBegin() {
     Register &all = instance();
     const std::lock_guard<std::mutex> lock(all.lock);
-    const Wait wait{std::this_thread::get_id(), nullptr, thread};
-    if (leadsTo(all, wait, wait.waiter)) {
-        m_bAllowed = false;
-        return;
+    if (takeAgain()) {
+        return true;
     }
-    all.waits.push_back(wait);
+    if (m_nDepth > 0 || all.isAwaited(this)) {
+        return false;
+    }
+    all.enter(m_Holder, this, std::this_thread::get_id());
+    m_nDepth = 1;
+    return true;
 }
 
-Ending::~Ending() {
-    if (m_bAllowed) {
-        Register &all = instance();
-        const std::lock_guard<std::mutex> lock(all.lock);
-        endWait(all, std::this_thread::get_id());
+void Turn::end() {
+    Register &all = instance();
+    const std::lock_guard<std::mutex> lock(all.lock);
+    if (--m_nDepth == 0) {
+        all.leave(m_Holder);
     }
+}
+
+bool Turn::isMine() {
+    Register &all = instance();
+    const std::lock_guard<std::mutex> lock(all.lock);
+    return all.isInside(this, std::this_thread::get_id());
 }
 
 } // namespace tkwaits

@@ -3,15 +3,37 @@
 
 #include <thread>
 
-/// Who is inside which dispatcher, and who waits for whom.
+/// Which thread is inside what, and who waits for whom.
 ///
-/// Callbacks may remove other dispatchers and stop other engines, and both wait for a thread that
-/// may itself be in a callback that does the same. One register of all such waits lets a wait that
-/// would close a circle be refused instead of begun: one of the parties goes on, and so all do.
-/// The register has one lock of its own, under which nothing else is called.
+/// Callbacks may remove other dispatchers, stop other engines and drop their connections, and all
+/// of that waits for threads that may themselves be in a callback that does the same. One register
+/// of all such waits lets a wait that would close a circle be refused instead of begun: one of the
+/// parties goes on, and so all do. The register has one lock of its own, under which nothing else
+/// is called, and takes no memory.
 namespace tkwaits {
 
-/// For its lifetime the calling thread is inside `place`.
+/// A thread's presence in a place: a dispatcher whose operation it runs, or the worker that it is.
+class Presence {
+  public:
+    Presence() = default;
+    ~Presence() { leave(); }
+    Presence(const Presence &) = delete;
+    Presence &operator=(const Presence &) = delete;
+
+    void enter(const void *place, std::thread::id thread);
+    void leave();
+
+  private:
+    friend struct Register;
+
+    const void *m_pPlace = nullptr; // null: nowhere
+    std::thread::id m_Thread;
+    unsigned long m_nEntry = 0; // counts all entries
+    Presence *m_pNext = nullptr;
+    Presence **m_pLink = nullptr; // what points here
+};
+
+/// For its lifetime the calling thread runs a callback in `place`.
 class Visit {
   public:
     explicit Visit(const void *place);
@@ -20,29 +42,48 @@ class Visit {
     Visit &operator=(const Visit &) = delete;
 
   private:
-    const void *m_pPlace;
+    Presence m_Presence;
 };
 
-/// Whether the calling thread is inside any place.
-bool insideAny();
+/// Whether the calling thread runs a callback.
+bool inCallback();
 
-/// Blocks until no other thread is inside `place`. Returns at once when the calling thread is
-/// inside it, and when one of the others waits for the calling thread.
-void untilLeft(const void *place);
+enum class Circle {
+    giveWay, ///< a wait that would close a circle isn't begun
+    insist   ///< it is, and those who wait for the calling thread give way
+};
 
-/// Announces that the calling thread is about to wait for another thread's end.
-class Ending {
+/// Blocks until the threads that are now inside `place` have left it. False, at once, when the
+/// calling thread is one of them, and when the wait would close a circle; false too when it has to
+/// give way later.
+bool untilLeft(const void *place, Circle circle);
+
+/// A recursive lock that goes round in the order of asking, and whose waits the register knows.
+class Turn {
   public:
-    explicit Ending(std::thread::id thread);
-    ~Ending();
-    Ending(const Ending &) = delete;
-    Ending &operator=(const Ending &) = delete;
+    Turn() = default;
+    Turn(const Turn &) = delete;
+    Turn &operator=(const Turn &) = delete;
 
-    /// False when that thread waits for the caller: it must not be waited for.
-    bool allowed() const { return m_bAllowed; }
+    /// Waits for the turn. `worker` is the place that a worker leaves at its end, if the caller is
+    /// that worker, or null: who waits for the worker's end ends its wait here. False when that has
+    /// happened, and when the wait would close a circle.
+    bool begin(const void *worker);
+
+    /// Takes the turn if nobody else has it or waits for it.
+    bool tryBegin();
+
+    /// Gives it back, as often as it was taken.
+    void end();
+
+    /// Whether the calling thread has it.
+    bool isMine();
 
   private:
-    bool m_bAllowed;
+    bool takeAgain();
+
+    Presence m_Holder; // the thread that has the turn is inside this object
+    int m_nDepth = 0;  // how often
 };
 
 } // namespace tkwaits

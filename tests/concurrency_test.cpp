@@ -3,6 +3,7 @@
 #include "support/engine.h"
 #include "support/link.h"
 #include "support/pty.h"
+#include "tkdispatchmanager.h"
 #include "tkplatform.h"
 #include "tkserial.h"
 
@@ -113,6 +114,7 @@ TEST(Callbacks, MayCallBackIntoTheEngine) {
         Tk::removeDispatcher(&other);
         throw std::runtime_error("an application's own");
     });
+    const SettableClock clock; // stands still: a wait for its limit would never end
     Running running;
     engine = &running.engine;
     const Registered registered(recorder);
@@ -172,8 +174,8 @@ TEST(Callbacks, TwoEnginesThatTransmitOnEachOtherAndDropEachOther) {
     Running second;
     std::atomic<int> lost{0};
     Recorder recorder([&](const std::string &event) {
-        if (event == "lostComms") {
-            ++lost;
+        lost += event == "lostComms" ? 1 : 0;
+        if (event != "radiographic_Kv_Changed") {
             return;
         }
         for (Running *each : {&first, &second}) {
@@ -192,16 +194,114 @@ TEST(Callbacks, TwoEnginesThatTransmitOnEachOtherAndDropEachOther) {
     EXPECT_GT(lost, 100);
 }
 
+TEST(Callbacks, DroppingAgainOnHearingOfTheLoss) {
+    TkGeneratorControl *engine = nullptr;
+    Recorder recorder([&](const std::string &) { engine->enableRefresh(false, true); });
+    const Registered registered(recorder);
+    Running running;
+    engine = &running.engine;
+    running.engine.enableRefresh(false, true);
+    EXPECT_EQ(recorder.events(), Frames{"lostComms"});
+    running.link.arrive(frame("KV070"));
+    EXPECT_TRUE(eventually([&] { return running.link.drained(); }));
+    running.engine.stopControl();
+    EXPECT_EQ(recorder.events(), (Frames{"radiographic_Kv_Changed", "lostComms"}));
+}
+
+struct Producer : Tk {
+    static void startTransfer() { m_DispatchManager.dispatchMsg(4, 0, nullptr); }
+};
+
+TEST(Callbacks, ALossAskedForWhileAnotherCallbackRunsFollowsIt) {
+    Running running;
+    Gate gate;
+    Recorder slow([&](const std::string &event) {
+        if (event != "lostComms") {
+            gate.pass();
+        }
+    });
+    TransferRecorder dropping([&](const std::string &) { // at once, though the turn is taken
+        running.engine.enableRefresh(false, true);
+    });
+    const Registered first(slow);
+    const Registered second(dropping);
+    running.link.arrive(frame("KV070"));
+    EXPECT_TRUE(eventually([&] { return gate.inside(); }));
+    Producer::startTransfer();
+    EXPECT_EQ(running.engine.getGenParam(Tk::KV), 70);
+    gate.open();
+    EXPECT_TRUE(eventually([&] { return running.engine.getGenParam(Tk::KV) == -999; }));
+    running.engine.stopControl();
+    EXPECT_EQ(slow.events(), (Frames{"radiographic_Kv_Changed", "lostComms"}));
+}
+
+TEST(Callbacks, StoppingAThreadThatWaitsForThisCallbacksTurn) {
+    struct Application : TkThread {
+        explicit Application(TkGeneratorControl &generator) : m_Generator(generator) {}
+        ~Application() override { endThread(); }
+        std::atomic<bool> asked{false};
+
+      protected:
+        void threadCycle() override {
+            asked = true;
+            m_Generator.enableRefresh(false, true);
+        }
+
+      private:
+        TkGeneratorControl &m_Generator;
+    };
+    Running running;
+    Application application(running.engine);
+    std::atomic<int> stopped{-1};
+    Recorder recorder([&](const std::string &event) {
+        if (event == "radiographic_Kv_Changed") {
+            application.startControl();
+            EXPECT_TRUE(eventually([&] { return application.asked.load(); }));
+            stopped = application.stopControl();
+        }
+    });
+    const Registered registered(recorder);
+    running.link.arrive(frame("KV070"));
+    EXPECT_TRUE(eventually([&] { return stopped >= 0; }));
+    EXPECT_EQ(application.stopControl(), 1);
+}
+
+/// The worker, in one dispatcher, waits for the other to be left; in the other, a thread destroys
+/// the worker's engine.
+TEST(Callbacks, DestroyingAnEngineThatWaitsForThisCallback) {
+    for (int round = 0; round < 20; ++round) {
+        MemoryLink link;
+        auto engine = std::make_unique<TkGeneratorControl>(&link);
+        std::atomic<bool> removing{false};
+        TransferRecorder destroying([&](const std::string &) {
+            link.arrive(frame("KV070"));
+            EXPECT_TRUE(eventually([&] { return removing.load(); }));
+            engine.reset();
+        });
+        Recorder inWorker([&](const std::string &) {
+            removing = true;
+            Tk::removeDispatcher(&destroying);
+        });
+        const Registered first(inWorker);
+        Tk::addDispatcher(&destroying);
+        engine->startControl();
+        Producer::startTransfer();
+        EXPECT_EQ(engine, nullptr);
+        EXPECT_EQ(inWorker.events(), Frames{"radiographic_Kv_Changed"});
+    }
+}
+
 TEST(Callbacks, ADispatcherIsGoneWhenRemovalReturns) {
     Running running;
     running.engine.setSleepTime(0);
-    for (int i = 0; i < 300; ++i) {
-        auto passing = std::make_unique<Recorder>();
+    for (int i = 0; i < 100; ++i) {
+        std::atomic<bool> inside{false};
+        auto passing = std::make_unique<Recorder>([&](const std::string &) { inside = true; });
         Tk::addDispatcher(passing.get());
         running.link.arrive(frame("KV" + std::to_string(1000 + i).substr(1)));
+        EXPECT_TRUE(eventually([&] { return inside.load(); }));
         EXPECT_TRUE(Tk::removeDispatcher(passing.get()));
     }
-    EXPECT_TRUE(eventually([&] { return running.engine.getGenParam(Tk::KV) == 299; }));
 }
 
 // --- Over a serial line

@@ -15,10 +15,10 @@
 
 namespace {
 
-using Events = std::vector<std::string>;
+using Told = std::vector<std::string>;
 
 /// The operation of every command that has one; those with a value are told with it.
-const char *const operations =
+const char *const operationsOfTheGenerator =
     "KV:radiographic_Kv_Changed FLZ:fluoroscopic_MAG_Changed MA:radiographic_Ma_Changed "
     "FLI:fluoroscopic_Inter_Timer_Changed MS:radiographic_Ms_Changed "
     "FLT:fluoroscopic_Accum_Timer_Changed MX:radiographic_Mas_Changed "
@@ -51,7 +51,7 @@ TEST(Dispatch, EveryCommandReachesItsOperation) {
     Recorder recorder;
     manager.addDispatcher(&recorder);
     std::map<std::string, std::string> expected;
-    std::istringstream pairs(operations);
+    std::istringstream pairs(operationsOfTheGenerator);
     for (std::string pair; pairs >> pair;) {
         expected[pair.substr(0, pair.find(':'))] = pair.substr(pair.find(':') + 1);
     }
@@ -62,93 +62,88 @@ TEST(Dispatch, EveryCommandReachesItsOperation) {
         std::string operation = expected[row.mnemonic];
         const std::string name = row.mnemonic;
         operation += name == "PR" || name == "XR" || name == "FLP" || name == "FLX" ? "=5" : "";
-        EXPECT_EQ(recorder.events(), operation.empty() ? Events{} : Events{operation}) << name;
+        EXPECT_EQ(recorder.events(), operation.empty() ? Told{} : Told{operation}) << name;
     }
     for (const int unknown : {0, -1, TK_METER_FOUND, 100, 1001}) {
         EXPECT_TRUE(manager.dispatchMsg(1, unknown, nullptr));
     }
-    EXPECT_EQ(recorder.events(), Events{});
+    EXPECT_EQ(recorder.events(), Told{});
 }
 
-/// Notes what an interface's operations are called with, by their place in the class.
-struct Relay : TkTCPIPDispatcher {
-    std::string last;
-    void tcpip_Server_Failed() override { last = "failed"; }
-    void tcpip_Server_Accept(void *socket) override { last = static_cast<const char *>(socket); }
-    void tcpip_Server_Logoff(void *site) override { last = static_cast<const char *>(site); }
-    void tcpip_Client_Failed() override { last = "client failed"; }
-    void tcpip_Client_Server_Down() override { last = "server down"; }
-    void tcpip_Control_Connecting(void *address) override {
-        last = static_cast<const char *>(address);
+/// All of a class's events by their numbers, as "100 name".
+template <class Dispatcher>
+std::vector<std::string> numbered(int eventClass) {
+    TkDispatchManager manager;
+    Dispatcher recorder;
+    Recorder ofAnotherClass;
+    manager.addDispatcher(&ofAnotherClass);
+    manager.addDispatcher(&recorder);
+    std::vector<std::string> all;
+    for (int command = -2; command < 3000; ++command) {
+        int data = 7;
+        manager.dispatchMsg(eventClass, command, &data);
+        for (const std::string &event : recorder.events()) {
+            all.push_back(std::to_string(command) + " " + event);
+        }
     }
-    void tcpip_Control_Server_Down() override { last = "server down for control"; }
-};
-struct Infimed : TkInfimedDispatcher {
-    std::string last;
-    void lostComms() override { last = "lost"; }
-    void CommsReEstablished() override { last = "back"; }
-    void infimed_invert_changed() override { last = "invert"; }
-    void infimed_error_message() override { last = "error"; }
-};
-struct Transfer : TkZModemDispatcher {
-    std::string last;
-    void establishing_comms() override { last = "establishing"; }
-    void transfer_complete() override { last = "complete"; }
-};
-struct Gehl : TkGEHLDispatcher {
-    std::string last;
-    void lostComms() override { last = "lost"; }
-    void CommsReEstablished() override { last = "back"; }
-    void gehl_receptor_changed() override { last = "receptor"; }
-};
+    EXPECT_EQ(ofAnotherClass.events(), Told{});
+    return all;
+}
 
-TEST(Dispatch, TheOtherClasses) {
+TEST(Dispatch, RelayEventsRunInStepWithTheirOperations) {
+#define P(name) #name,
+#define D(name) #name "=7",
+    const Told operations = {TKGEN_TESTS_RELAY(P, D)};
+#undef P
+#undef D
+    Told expected;
+    for (int i = 0; i < 43; ++i) {
+        const int number = i < 13 ? 100 + i : i < 27 ? 200 + i - 13 : 300 + i - 27;
+        expected.push_back(std::to_string(number) + " " + operations[static_cast<std::size_t>(i)]);
+    }
+    EXPECT_EQ(numbered<RelayRecorder>(2), expected);
+}
+
+TEST(Dispatch, ConsolesAndTransfers) {
+    EXPECT_EQ(numbered<InfimedRecorder>(3),
+              (Told{"1001 infimed_aquire_changed", "1002 infimed_edge_changed",
+                    "1003 infimed_window_changed", "1004 infimed_level_changed",
+                    "1005 infimed_mask_changed", "1008 infimed_horiz_reverse_changed",
+                    "1009 infimed_vert_reverse_changed", "1012 infimed_invert_changed",
+                    "1013 infimed_version_changed", "2000 infimed_error_message"}));
+    EXPECT_EQ(numbered<TransferRecorder>(4),
+              (Told{"0 establishing_comms", "1 transfer_started", "2 progress_changed",
+                    "3 transfer_cancelled", "4 transfer_complete"}));
+    EXPECT_EQ(numbered<GehlRecorder>(5),
+              (Told{"66 gehl_fluoro_acquire_changed", "70 gehl_frame_rate_changed",
+                    "72 gehl_horz_reverse_changed", "76 gehl_store_loop_changed",
+                    "82 gehl_receptor_changed", "83 gehl_state_changed",
+                    "86 gehl_vert_reverse_changed"}));
+}
+
+TEST(Dispatch, ALostLinkIsToldToWhoHasOne) {
     TkDispatchManager manager;
     Recorder generator;
-    Relay relay;
-    Infimed infimed;
-    Transfer transfer;
-    Gehl gehl;
-    for (TkBaseDispatcher *one : std::initializer_list<TkBaseDispatcher *>{
-             &generator, &relay, &infimed, &transfer, &gehl}) {
-        manager.addDispatcher(one);
-    }
-    const auto call = [&](int eventClass, int command, std::string &last) {
-        last.clear();
-        char data[] = "data";
-        manager.dispatchMsg(eventClass, command, data);
-        return last;
-    };
-    EXPECT_EQ(call(2, 100, relay.last), "failed");
-    EXPECT_EQ(call(2, 104, relay.last), "data");
-    EXPECT_EQ(call(2, 112, relay.last), "data");
-    EXPECT_EQ(call(2, 200, relay.last), "client failed");
-    EXPECT_EQ(call(2, 213, relay.last), "server down");
-    EXPECT_EQ(call(2, 308, relay.last), "data");
-    EXPECT_EQ(call(2, 315, relay.last), "server down for control");
-    for (const int none : {99, 113, 199, 214, 299, 316, -1}) {
-        EXPECT_EQ(call(2, none, relay.last), "") << none;
-    }
-    EXPECT_EQ(call(3, 1012, infimed.last), "invert");
-    EXPECT_EQ(call(3, 2000, infimed.last), "error");
-    EXPECT_EQ(call(3, 1006, infimed.last), "");
-    EXPECT_EQ(call(4, 0, transfer.last), "establishing");
-    EXPECT_EQ(call(4, 4, transfer.last), "complete");
-    EXPECT_EQ(call(4, Tk::KV, transfer.last), "");
-    EXPECT_EQ(call(5, 'R', gehl.last), "receptor");
-    EXPECT_EQ(call(5, 'N', gehl.last), "");
-    EXPECT_EQ(call(6, 100, relay.last), "");
-
+    RelayRecorder relay;
+    InfimedRecorder infimed;
+    TransferRecorder transfer;
+    GehlRecorder gehl;
+    manager.addDispatcher(&generator);
+    manager.addDispatcher(&relay);
+    manager.addDispatcher(&infimed);
+    manager.addDispatcher(&transfer);
+    manager.addDispatcher(&gehl);
     for (int eventClass = 0; eventClass < 7; ++eventClass) {
         manager.lostComms(eventClass);
-    }
-    EXPECT_EQ(infimed.last + gehl.last, "lostlost");
-    for (int eventClass = 0; eventClass < 7; ++eventClass) {
         manager.CommsReEstablished(eventClass);
+        EXPECT_TRUE(manager.dispatchMsg(6, eventClass, nullptr));
     }
-    EXPECT_EQ(infimed.last + gehl.last, "backback");
-    EXPECT_EQ(generator.events(), (Events{"lostComms", "CommsReEstablished"}));
-    EXPECT_EQ(transfer.last + relay.last, "") << "neither knows a link that is lost";
+    const Told both = {"lostComms", "CommsReEstablished"};
+    EXPECT_EQ(generator.events(), both);
+    EXPECT_EQ(infimed.events(), both);
+    EXPECT_EQ(gehl.events(), both);
+    EXPECT_EQ(relay.events(), Told{});
+    EXPECT_EQ(transfer.events(), Told{});
 }
 
 TEST(Dispatch, OrderDuplicatesAndRemoval) {
@@ -188,39 +183,34 @@ TEST(Dispatch, CallbacksThatThrowAddAndRemove) {
     manager.addDispatcher(&changing);
     manager.addDispatcher(&last);
     manager.dispatchMsg(1, Tk::KV, nullptr);
-    EXPECT_EQ(last.events(), Events{}) << "removed before its turn";
-    EXPECT_EQ(added.events(), Events{}) << "added too late for this one";
+    EXPECT_EQ(last.events(), Told{}) << "removed before its turn";
+    EXPECT_EQ(added.events(), Told{}) << "added too late for this one";
     manager.dispatchMsg(1, Tk::MA, nullptr);
-    EXPECT_EQ(changing.events(), Events{"radiographic_Kv_Changed"});
-    EXPECT_EQ(added.events(), Events{"radiographic_Ma_Changed"});
+    EXPECT_EQ(changing.events(), Told{"radiographic_Kv_Changed"});
+    EXPECT_EQ(added.events(), Told{"radiographic_Ma_Changed"});
 }
 
 TEST(Dispatch, RemovalWaitsForTheOtherThread) {
     TkDispatchManager manager;
     Gate gate;
-    auto *const slow = new Recorder([&](const std::string &) { gate.pass(); });
-    manager.addDispatcher(slow);
+    Recorder slow([&](const std::string &) { gate.pass(); });
+    manager.addDispatcher(&slow);
     std::thread producer([&] { manager.dispatchMsg(1, Tk::KV, nullptr); });
     EXPECT_TRUE(eventually([&] { return gate.inside(); }));
+    std::atomic<bool> removing{false};
     std::atomic<bool> removed{false};
     std::thread remover([&] {
-        EXPECT_TRUE(manager.removeDispatcher(slow));
+        removing = true;
+        EXPECT_TRUE(manager.removeDispatcher(&slow));
         removed = true;
-        delete slow;
     });
-    std::this_thread::yield();
+    EXPECT_TRUE(eventually([&] { return removing.load(); }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20)); // enough to go wrong
     EXPECT_FALSE(removed) << "the dispatcher is still in use";
     gate.open();
     remover.join();
     producer.join();
-    EXPECT_TRUE(removed);
 }
-
-/// Runs a hook for the class 4 event 0.
-struct Starting : TkZModemDispatcher {
-    std::function<void()> hook;
-    void establishing_comms() override { hook(); }
-};
 
 TEST(Dispatch, TwoThatRemoveEachOtherBothEnd) {
     for (int round = 0; round < 100; ++round) {
@@ -231,15 +221,16 @@ TEST(Dispatch, TwoThatRemoveEachOtherBothEnd) {
                 std::this_thread::yield();
             }
         };
-        Starting second;
+        std::atomic<TkBaseDispatcher *> other{nullptr};
         Recorder first([&](const std::string &) {
             meet();
-            EXPECT_TRUE(manager.removeDispatcher(&second));
+            EXPECT_TRUE(manager.removeDispatcher(other));
         });
-        second.hook = [&] {
+        TransferRecorder second([&](const std::string &) {
             meet();
             EXPECT_TRUE(manager.removeDispatcher(&first));
-        };
+        });
+        other = &second;
         manager.addDispatcher(&first);
         manager.addDispatcher(&second);
         std::thread one([&] { manager.dispatchMsg(1, Tk::KV, nullptr); });

@@ -1,10 +1,13 @@
 #include "platform/platform.h"
+#include "support/engine.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <poll.h>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -53,14 +56,26 @@ TEST(Window, AFullQueueLosesAndCounts) {
 
 TEST(Window, ADestroyedOneIsHarmless) {
     const HWND window = tkCreateWindow();
-    std::thread waiting([window] {
+    std::atomic<int> taken{0};
+    std::thread waiting([&] {
         TkWindowMessage message{};
         while (tkGetMessage(window, &message, 60000)) {
+            ++taken;
         }
     });
-    tkplatform::postMessage(window, 1, 2, 3);
+    std::thread posting([&] {
+        for (int i = 0; i < 1000; ++i) {
+            tkplatform::postMessage(window, 1, 2, i);
+        }
+    });
+    posting.join();
+    EXPECT_TRUE(eventually([&] { return taken == 1000; })); // from here on it waits
+    const int descriptor = ::dup(tkWindowFd(window));
     tkDestroyWindow(window);
     waiting.join();
+    pollfd watched{descriptor, POLLIN, 0};
+    EXPECT_EQ(::poll(&watched, 1, 0), 1) << "who watches is woken";
+    ::close(descriptor);
     tkDestroyWindow(window);
     const HWND next = tkCreateWindow();
     EXPECT_NE(next, window) << "a handle is given once";

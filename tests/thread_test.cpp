@@ -13,7 +13,7 @@ namespace {
 class Worker : public TkThread {
   public:
     explicit Worker(std::function<void(Worker &)> work = nullptr) : m_Work(std::move(work)) {}
-    ~Worker() override { stopControl(); }
+    ~Worker() override { endThread(); }
 
     std::atomic<int> cycles{0};
 
@@ -58,6 +58,7 @@ TEST(Thread, StartsStopsAndStartsAgain) {
         EXPECT_EQ(worker.stopControl(), 1);
         const int after = worker.cycles;
         EXPECT_FALSE(worker.isThreadActive());
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
         EXPECT_EQ(worker.cycles, after);
     }
 }

@@ -6,8 +6,9 @@
 #include <cstddef>
 #include <memory>
 
-/// What the library needs of a system, in the library's own terms. One backend stands behind it:
-/// posix/ or win32/. Nothing outside src/platform/ calls the system directly.
+/// What the library needs of a system, in the library's own terms. A backend stands behind it,
+/// posix/ or win32/, and beside that what is the same on every system. Nothing outside
+/// src/platform/ calls the system directly.
 namespace tkplatform {
 
 // --- Time ---------------------------------------------------------------------------------------
@@ -15,6 +16,9 @@ namespace tkplatform {
 /// A monotonic tick in milliseconds. It may wrap; differences are taken in unsigned arithmetic.
 /// From any thread, never blocks.
 unsigned long tick();
+
+/// The system's own tick, which tick() gives unless another is put under it.
+unsigned long systemTick();
 
 /// Sleeps at least `milliseconds` of real time; 0 or less returns at once.
 void sleep(long milliseconds);
@@ -41,40 +45,53 @@ struct SerialSettings {
 };
 
 /// An open serial line. Raw and transparent to all 256 values: no echo, no translation, no
-/// software flow control, break and parity errors not reported. One thread at a time.
+/// software flow control, break and parity errors not reported. One thread at a time. Only write
+/// and drain wait for the line; the rest takes no longer than the device needs to answer.
+///
+/// The line stands still when nothing has moved for 750 ms, or for the time of 256 characters at
+/// its rate where that is longer: hardware takes the queue a buffer at a time, and shows no
+/// progress while it sends one. What the hardware has taken counts as sent.
 ///
 /// A device that vanishes (adapter pulled, far end of a pseudo terminal closed) makes every
 /// operation fail from then on; nothing hangs and no signal is raised.
 class SerialDevice {
   public:
-    /// Opens the device that `name` stands for: one of the ten COM names, or a path. The open is
-    /// exclusive, against privileged users of this library too. Null when there is no such serial
-    /// device, it is taken, or access is denied. Doesn't wait for a carrier.
+    /// Opens the device that `name` stands for: one of the ten COM names, or a path. Null when
+    /// there is no such serial device, it is taken, access is denied, or for want of memory; it
+    /// doesn't throw. Waits for no carrier, but may wait for another program that is just closing
+    /// the device.
+    ///
+    /// Two users of this library never have a device at once, privileged or not. Other programs are
+    /// kept out by the system's exclusive mark, which a privileged one can ignore; a device that
+    /// another program has marked is taken. (A pseudo terminal's mark outlives an owner that was
+    /// killed, and doesn't keep privileged users out.)
     static std::unique_ptr<SerialDevice> open(const char *name, SerialAccess access);
 
-    /// Closes the line; bytes that are still queued for sending are dropped, so that it never
-    /// waits.
+    /// Closes the line; bytes that are still queued for sending are dropped, so that it waits at
+    /// most for what the hardware has taken. In a process that was forked after the open it leaves
+    /// the line to the one that opened it.
     virtual ~SerialDevice() = default;
 
-    /// Prepares a line that was just opened: raw mode, the given settings, DTR and RTS off where
-    /// the device has them. False when the device refuses.
+    /// Prepares a line that was just opened: raw, the given settings, DTR and RTS off where the
+    /// device has them. Doesn't wait for what is queued. False when the device refuses the
+    /// settings, which leaves the line as it was, or when DTR and RTS can't be switched.
     virtual bool initialize(const SerialSettings &settings) = 0;
 
-    /// Changes the line's settings and nothing else. False, with the line as it was, when the
-    /// device refuses.
+    /// Changes the settings of the line, which becomes raw if it isn't yet. Doesn't wait for what
+    /// is queued, which goes out at the new settings. False when the device refuses, which leaves
+    /// the line as it was; on a device that has failed nothing is known of the line.
     virtual bool apply(const SerialSettings &settings) = 0;
 
     /// Reads what has arrived, at most `size` bytes. Returns their number, 0 at once when nothing
     /// has come, -1 on failure.
     virtual int read(char *bytes, std::size_t size) = 0;
 
-    /// Sends all `size` bytes and returns when they have left for the line: `size`, or -1 on
-    /// failure. It waits while the line makes progress; a line that takes nothing for 750 ms has
-    /// failed, and what is still queued is dropped, so that no stale frame goes out later.
+    /// Sends all `size` bytes and returns when the hardware has taken them: `size`, or -1 on
+    /// failure. It waits for as long as the line makes progress; one that stands still has failed,
+    /// and what is still queued is dropped, so that no stale frame goes out later.
     virtual int write(const char *bytes, std::size_t size) = 0;
 
-    /// Waits until nothing is queued for sending. False when the device failed, or stood still for
-    /// 750 ms.
+    /// Waits until nothing is queued for sending. False when the device failed or stood still.
     virtual bool drain() = 0;
 
     /// How many bytes wait in the system's queue; -1 on failure.
@@ -94,7 +111,7 @@ class SerialDevice {
 /// queue drops it. From any thread.
 void postMessage(HWND window, unsigned int message, unsigned long wParam, long lParam);
 
-/// Hands a line to the debug sink of tkSetDebugSink. From any thread.
+/// Hands a line to the debug sink of tkSetDebugSink, and waits while it runs. From any thread.
 void debugOutput(const char *text);
 
 } // namespace tkplatform

@@ -33,6 +33,8 @@ use_library() { # kind, pkg-config's options
     "$CC" "${flags[@]}" -c "$here/window.c" -o "$work/window.o"
     "$CXX" -std=c++17 "${flags[@]}" "$here/main.cpp" "$work/window.o" "${libs[@]}" -o "$work/plain"
     expect "$said" "$(LD_LIBRARY_PATH=$(dirname "$PKG_CONFIG_PATH") "$work/plain")"
+    sed -n '/^```cpp$/,/^```$/{//!p}' "$root/README.md" >"$work/first.cpp"
+    "$CXX" -std=c++17 "${flags[@]}" "$work/first.cpp" "${libs[@]}" -o "$work/first-program"
 
     cmake -S "$here" -B "$work/consumer-$1" -DCMAKE_PREFIX_PATH="$work/$1"
     cmake --build "$work/consumer-$1"

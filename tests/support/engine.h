@@ -17,6 +17,7 @@ class DrivenGenerator : public TkGeneratorControl {
             threadCycle();
         }
     }
+    static int revision() { return m_nGeneratorRevision; }
 };
 
 /// Registers a dispatcher for a block.

@@ -18,39 +18,41 @@ class PtyPair {
   public:
     static constexpr std::chrono::milliseconds patience{5000};
 
-    PtyPair() : m_master(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
+    PtyPair() : m_nMaster(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
         char path[64];
-        if (m_master < 0 || ::grantpt(m_master) != 0 || ::unlockpt(m_master) != 0 ||
-            ::ptsname_r(m_master, path, sizeof path) != 0) {
+        if (m_nMaster < 0 || ::grantpt(m_nMaster) != 0 || ::unlockpt(m_nMaster) != 0 ||
+            ::ptsname_r(m_nMaster, path, sizeof path) != 0) {
             const int error = errno;
             close();
             throw std::system_error(error, std::generic_category(), "no pseudo terminal");
         }
-        m_slavePath = path;
+        m_SlavePath = path;
     }
     ~PtyPair() { close(); }
     PtyPair(const PtyPair &) = delete;
     PtyPair &operator=(const PtyPair &) = delete;
 
-    const std::string &slavePath() const { return m_slavePath; }
-    int masterFd() const { return m_master; }
+    const std::string &slavePath() const { return m_SlavePath; }
+    int masterFd() const { return m_nMaster; }
 
     /// The far end vanishes, as an adapter that is pulled: the slave's next operations fail.
     void close() {
-        if (m_master >= 0)
-            ::close(m_master);
-        m_master = -1;
+        if (m_nMaster >= 0) {
+            ::close(m_nMaster);
+        }
+        m_nMaster = -1;
     }
 
     /// Sends all bytes to the slave; false when it doesn't take them within the limit.
     bool write(std::string_view bytes, std::chrono::milliseconds limit = patience) {
         const auto deadline = Clock::now() + limit;
         while (!bytes.empty()) {
-            const ssize_t count = ::write(m_master, bytes.data(), bytes.size());
-            if (count > 0)
+            const ssize_t count = ::write(m_nMaster, bytes.data(), bytes.size());
+            if (count > 0) {
                 bytes.remove_prefix(static_cast<std::size_t>(count));
-            else if (!mayRetry(count) || !await(POLLOUT, deadline))
+            } else if (!mayRetry(count) || !await(POLLOUT, deadline)) {
                 return false;
+            }
         }
         return true;
     }
@@ -62,11 +64,12 @@ class PtyPair {
         std::string bytes(size, '\0');
         std::size_t filled = 0;
         while (filled < size) {
-            const ssize_t count = ::read(m_master, &bytes[filled], size - filled);
-            if (count > 0)
+            const ssize_t count = ::read(m_nMaster, &bytes[filled], size - filled);
+            if (count > 0) {
                 filled += static_cast<std::size_t>(count);
-            else if (!mayRetry(count) || !await(POLLIN, deadline))
+            } else if (!mayRetry(count) || !await(POLLIN, deadline)) {
                 break;
+            }
         }
         bytes.resize(filled);
         return bytes;
@@ -83,15 +86,16 @@ class PtyPair {
     bool await(short events, Clock::time_point deadline) const {
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (left <= 0)
+        if (left <= 0) {
             return false;
-        struct pollfd line = {m_master, events, 0};
+        }
+        struct pollfd line = {m_nMaster, events, 0};
         ::poll(&line, 1, static_cast<int>(left));
         return true;
     }
 
-    int m_master;
-    std::string m_slavePath;
+    int m_nMaster;
+    std::string m_SlavePath;
 };
 
 #endif

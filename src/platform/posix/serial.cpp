@@ -1,12 +1,11 @@
-#include "../platform.h"
+#include "platform/platform.h"
+#include "platform/portnames.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <ctime>
-#include <mutex>
 #include <new>
 #include <string>
 
@@ -18,6 +17,8 @@
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace tkplatform {
@@ -27,8 +28,10 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-/// A line on which nothing moves for so long has failed.
-constexpr milliseconds standstill(750);
+/// A line on which nothing moves for so long has failed; a slow one gets the time of as many
+/// characters as hardware may take from the queue at once.
+constexpr milliseconds shortestStandstill(750);
+constexpr int hardwareBuffer = 256;
 
 /// The longest pause between two looks at a line that is sending.
 constexpr milliseconds longestPause(50);
@@ -37,40 +40,10 @@ constexpr milliseconds longestPause(50);
 template <class Call>
 auto uninterrupted(Call call) {
     auto result = call();
-    while (result == -1 && errno == EINTR)
+    while (result == -1 && errno == EINTR) {
         result = call();
-    return result;
-}
-
-// --- Port names ---------------------------------------------------------------------------------
-
-struct PortMap {
-    std::mutex lock; ///< guards `devices`; a leaf, nothing is called while it is held
-    std::array<std::string, 10> devices;
-};
-
-PortMap &portMap() {
-    static PortMap map;
-    return map;
-}
-
-/// 0 to 9 for "COM1" to "COM10", -1 for any other name.
-int comIndex(const char *name) {
-    for (int i = 0; i < 10; ++i) {
-        if (name == "COM" + std::to_string(i + 1))
-            return i;
     }
-    return -1;
-}
-
-std::string devicePath(const char *name) {
-    const int index = comIndex(name);
-    if (index < 0)
-        return name;
-    PortMap &map = portMap();
-    const std::lock_guard<std::mutex> guard(map.lock);
-    const std::string &mapped = map.devices[static_cast<std::size_t>(index)];
-    return mapped.empty() ? "/dev/ttyS" + std::to_string(index) : mapped;
+    return result;
 }
 
 // --- Settings as the kernel wants them ----------------------------------------------------------
@@ -84,8 +57,9 @@ tcflag_t speedCode(int rate) {
                   {2400, B2400},   {4800, B4800},   {9600, B9600},    {19200, B19200},
                   {38400, B38400}, {57600, B57600}, {115200, B115200}};
     for (const auto &speed : speeds) {
-        if (speed.rate == rate)
+        if (speed.rate == rate) {
             return speed.code;
+        }
     }
     return B0;
 }
@@ -109,17 +83,26 @@ tcflag_t parityCode(SerialParity parity) {
 constexpr tcflag_t settingsMask =
     CBAUD | CBAUD << IBSHIFT | CSIZE | CSTOPB | PARENB | PARODD | CMSPAR | CRTSCTS;
 
-/// A driver leaves out of the request what its hardware can't do, and reports success. Leaving out
-/// one of these is a refusal; data bits and a parity at all can't be told from a pseudo terminal,
-/// which has neither and does no harm.
-constexpr tcflag_t mustBeKept = CBAUD | CSTOPB | PARODD | CMSPAR | CRTSCTS;
+/// A driver leaves out of the request what its hardware can't do, and reports success: leaving out
+/// one of these is a refusal. A pseudo terminal has neither data bits nor a parity, and no harm
+/// comes of it.
+constexpr tcflag_t mustBeKeptByPseudo = CBAUD | CSTOPB | PARODD | CMSPAR | CRTSCTS;
+constexpr tcflag_t mustBeKept = mustBeKeptByPseudo | CSIZE | PARENB;
+
+/// Whether the open file is the near end of a pseudo terminal, by the kernel's device numbers.
+bool isPseudoTerminal(int file) {
+    struct stat status = {};
+    return ::fstat(file, &status) == 0 && S_ISCHR(status.st_mode) && major(status.st_rdev) >= 136 &&
+           major(status.st_rdev) <= 143;
+}
 
 /// Puts the settings into `flags`; false for a rate or a size that no line has.
 bool putSettings(const SerialSettings &settings, tcflag_t &flags) {
     static constexpr tcflag_t sizes[] = {CS5, CS6, CS7, CS8};
     const tcflag_t speed = speedCode(settings.baudRate);
-    if (speed == B0 || settings.dataBits < 5 || settings.dataBits > 8)
+    if (speed == B0 || settings.dataBits < 5 || settings.dataBits > 8) {
         return false;
+    }
     flags &= ~settingsMask;
     flags |= speed | sizes[settings.dataBits - 5] | parityCode(settings.parity);
     flags |= settings.stopBits == 2 ? CSTOPB : 0;
@@ -144,19 +127,22 @@ void makeRaw(termios &line) {
 /// Watches the count of bytes that have not gone out yet: it has to fall.
 class Progress {
   public:
+    explicit Progress(nanoseconds standstill) : m_Standstill(standstill) {}
+
     bool stalled(std::size_t outstanding) {
-        if (outstanding < m_least) {
-            m_least = outstanding;
-            m_moved = Clock::now();
+        if (outstanding < m_nLeast) {
+            m_nLeast = outstanding;
+            m_Moved = Clock::now();
         }
-        return idle() >= standstill;
+        return idle() >= m_Standstill;
     }
 
-    nanoseconds idle() const { return Clock::now() - m_moved; }
+    nanoseconds idle() const { return Clock::now() - m_Moved; }
 
   private:
-    std::size_t m_least = SIZE_MAX;
-    Clock::time_point m_moved = Clock::now();
+    const nanoseconds m_Standstill;
+    std::size_t m_nLeast = SIZE_MAX;
+    Clock::time_point m_Moved = Clock::now();
 };
 
 // --- The device ---------------------------------------------------------------------------------
@@ -165,10 +151,13 @@ class Progress {
 /// the background can't raise SIGHUP or SIGTTOU, and a terminal raises no SIGPIPE.
 class PosixSerial final : public SerialDevice {
   public:
-    explicit PosixSerial(int fd) : m_fd(fd) {}
+    PosixSerial() = default;
     ~PosixSerial() override;
     PosixSerial(const PosixSerial &) = delete;
     PosixSerial &operator=(const PosixSerial &) = delete;
+
+    /// Once, and successfully, before anything else.
+    bool open(const char *path, SerialAccess access);
 
     bool initialize(const SerialSettings &settings) override;
     bool apply(const SerialSettings &settings) override;
@@ -183,99 +172,153 @@ class PosixSerial final : public SerialDevice {
   private:
     template <class Argument>
     bool control(unsigned long request, Argument argument) const {
-        return uninterrupted([&] { return ::ioctl(m_fd, request, argument); }) != -1;
+        return uninterrupted([&] { return ::ioctl(m_nFile, request, argument); }) != -1;
     }
+    bool claim();
+    bool isMarked() const;
+    void release();
     int queue(unsigned long request) const;
-    bool configure(const SerialSettings &settings, bool raw);
     bool waitForRoom(Progress &progress, std::size_t unsent);
     bool waitUntilSent(Progress &progress);
     bool pause(short events, nanoseconds time) const;
     nanoseconds lineTime(int bytes) const;
+    nanoseconds standstill() const;
 
-    const int m_fd;
-    SerialSettings m_settings;
+    int m_nFile = -1;
+    pid_t m_nOwner = 0; // the process that has claimed the line
+    bool m_bPseudo = false;
+    SerialSettings m_Settings; // what the line runs at, once it has taken any
 };
 
+int openFlags(SerialAccess access) {
+    const int mode = access == SerialAccess::read    ? O_RDONLY
+                     : access == SerialAccess::write ? O_WRONLY
+                                                     : O_RDWR;
+    return mode | O_NOCTTY | O_NONBLOCK | O_CLOEXEC;
+}
+
+bool PosixSerial::open(const char *path, SerialAccess access) {
+    m_nFile = uninterrupted([&] { return ::open(path, openFlags(access)); });
+    m_bPseudo = isPseudoTerminal(m_nFile);
+    return m_nFile >= 0 && claim();
+}
+
+/// Takes the open file for this user alone; false when it is no serial device, or taken. The lock
+/// holds between users of this library, privileged ones and those in this process too. The
+/// terminal's exclusive mark keeps out other programs, unless they are privileged.
+bool PosixSerial::claim() {
+    termios line;
+    if (!control(TCGETS, &line) || ::flock(m_nFile, LOCK_EX | LOCK_NB) != 0) {
+        return false;
+    }
+    if (isMarked() || !control(TIOCEXCL, 0)) {
+        ::flock(m_nFile, LOCK_UN);
+        return false;
+    }
+    m_nOwner = ::getpid();
+    return true;
+}
+
+/// Whether another program has the line, which a privileged user's open doesn't show. A port loses
+/// the mark when its last user closes it, but a pseudo terminal keeps it for as long as its far end
+/// lives: there it may be left from an owner that was killed.
+bool PosixSerial::isMarked() const {
+    int marked = 0;
+    return !m_bPseudo && control(TIOCGEXCL, &marked) && marked != 0;
+}
+
 PosixSerial::~PosixSerial() {
+    // A forked process has a copy of the object and shares the open file: the line isn't its own.
+    if (m_nOwner == ::getpid()) {
+        release();
+    }
+    if (m_nFile >= 0) {
+        ::close(m_nFile);
+    }
+}
+
+void PosixSerial::release() {
     // Nothing to drop is the rule. A pseudo terminal, which queues nothing, would take the request
     // as one to drop what its far end hasn't read yet.
-    if (transmitQueue() > 0)
+    if (transmitQueue() > 0) {
         control(TCFLSH, TCOFLUSH);
+    }
     // Released by hand: a process forked meanwhile may hold the file open for longer.
     control(TIOCNXCL, 0);
-    ::flock(m_fd, LOCK_UN);
-    ::close(m_fd);
+    ::flock(m_nFile, LOCK_UN);
 }
 
 bool PosixSerial::initialize(const SerialSettings &settings) {
     int outputs = TIOCM_DTR | TIOCM_RTS;
-    return configure(settings, true) &&
-           (control(TIOCMBIC, &outputs) || errno == ENOTTY || errno == EINVAL);
+    return apply(settings) && (control(TIOCMBIC, &outputs) || errno == ENOTTY || errno == EINVAL);
 }
 
 bool PosixSerial::apply(const SerialSettings &settings) {
-    return configure(settings, false);
-}
-
-bool PosixSerial::configure(const SerialSettings &settings, bool raw) {
     termios before;
-    if (!control(TCGETS, &before))
+    if (!control(TCGETS, &before)) {
         return false;
+    }
     termios wanted = before;
-    if (raw)
-        makeRaw(wanted);
-    if (!putSettings(settings, wanted.c_cflag))
+    makeRaw(wanted); // each time: the line may have refused the settings that it was to start with
+    if (!putSettings(settings, wanted.c_cflag)) {
         return false;
+    }
     termios got;
-    if (!control(TCSETS, &wanted) || !control(TCGETS, &got))
+    if (!control(TCSETS, &wanted) || !control(TCGETS, &got)) {
         return false;
-    if (((got.c_cflag ^ wanted.c_cflag) & mustBeKept) != 0) {
+    }
+    if (((got.c_cflag ^ wanted.c_cflag) & (m_bPseudo ? mustBeKeptByPseudo : mustBeKept)) != 0) {
         control(TCSETS, &before);
         return false;
     }
-    m_settings = settings;
+    m_Settings = settings;
     return true;
 }
 
 // --- Traffic ------------------------------------------------------------------------------------
 
 int PosixSerial::read(char *bytes, std::size_t size) {
-    if (size == 0)
+    if (size == 0) {
         return 0;
-    const ssize_t count = uninterrupted([&] { return ::read(m_fd, bytes, size); });
-    if (count > 0)
+    }
+    const ssize_t count = uninterrupted([&] { return ::read(m_nFile, bytes, size); });
+    if (count > 0) {
         return static_cast<int>(count);
+    }
     return count < 0 && errno == EAGAIN ? 0 : -1;
 }
 
 int PosixSerial::write(const char *bytes, std::size_t size) {
-    Progress progress;
+    Progress progress(standstill());
     std::size_t taken = 0;
     while (taken < size) {
         const ssize_t count =
-            uninterrupted([&] { return ::write(m_fd, bytes + taken, size - taken); });
+            uninterrupted([&] { return ::write(m_nFile, bytes + taken, size - taken); });
         if (count > 0) {
             taken += static_cast<std::size_t>(count);
             continue;
         }
-        if ((count < 0 && errno != EAGAIN) || !waitForRoom(progress, size - taken))
+        if ((count < 0 && errno != EAGAIN) || !waitForRoom(progress, size - taken)) {
             break;
+        }
     }
-    if (taken == size && waitUntilSent(progress))
+    if (taken == size && waitUntilSent(progress)) {
         return static_cast<int>(size);
+    }
     control(TCFLSH, TCOFLUSH);
     return -1;
 }
 
 bool PosixSerial::drain() {
-    Progress progress;
+    Progress progress(standstill());
     return waitUntilSent(progress);
 }
 
 bool PosixSerial::waitForRoom(Progress &progress, std::size_t unsent) {
     const int queued = transmitQueue();
-    if (queued < 0 || progress.stalled(unsent + static_cast<std::size_t>(queued)))
+    if (queued < 0 || progress.stalled(unsent + static_cast<std::size_t>(queued))) {
         return false;
+    }
     return pause(POLLOUT, longestPause);
 }
 
@@ -283,29 +326,36 @@ bool PosixSerial::waitForRoom(Progress &progress, std::size_t unsent) {
 bool PosixSerial::waitUntilSent(Progress &progress) {
     for (;;) {
         const int queued = transmitQueue();
-        if (queued <= 0)
+        if (queued <= 0) {
             return queued == 0;
-        if (progress.stalled(static_cast<std::size_t>(queued)))
+        }
+        if (progress.stalled(static_cast<std::size_t>(queued))) {
             return false;
+        }
         // As long as the rest takes on the line; ever longer when the line stands still.
         const nanoseconds time = std::max(lineTime(queued), progress.idle() / 4);
-        if (!pause(0, std::min<nanoseconds>(time, longestPause)))
+        if (!pause(0, std::min<nanoseconds>(time, longestPause))) {
             return false;
+        }
     }
 }
 
 /// Waits for the events, or the time. False when the line hung up.
 bool PosixSerial::pause(short events, nanoseconds time) const {
-    struct pollfd line = {m_fd, events, 0};
+    struct pollfd line = {m_nFile, events, 0};
     const struct timespec limit = {0, static_cast<long>(time.count())};
     const int ready = ::ppoll(&line, 1, &limit, nullptr);
     return ready <= 0 || (line.revents & (POLLERR | POLLHUP | POLLNVAL)) == 0;
 }
 
 nanoseconds PosixSerial::lineTime(int bytes) const {
-    const int parity = m_settings.parity == SerialParity::none ? 0 : 1;
-    const int bits = 1 + m_settings.dataBits + parity + m_settings.stopBits;
-    return nanoseconds(std::chrono::seconds(1)) * bits / m_settings.baudRate * bytes;
+    const int parity = m_Settings.parity == SerialParity::none ? 0 : 1;
+    const int bits = 1 + m_Settings.dataBits + parity + m_Settings.stopBits;
+    return nanoseconds(std::chrono::seconds(1)) * bits / m_Settings.baudRate * bytes;
+}
+
+nanoseconds PosixSerial::standstill() const {
+    return std::max<nanoseconds>(shortestStandstill, lineTime(hardwareBuffer));
 }
 
 int PosixSerial::queue(unsigned long request) const {
@@ -334,54 +384,28 @@ int PosixSerial::readLine(ModemLine line) {
                     : line == ModemLine::dsr  ? TIOCM_DSR
                                               : 0;
     int lines = 0;
-    if (bit == 0 || !control(TIOCMGET, &lines))
+    if (bit == 0 || !control(TIOCMGET, &lines)) {
         return -1;
+    }
     return (lines & bit) != 0 ? 1 : 0;
-}
-
-int openFlags(SerialAccess access) {
-    const int mode = access == SerialAccess::read    ? O_RDONLY
-                     : access == SerialAccess::write ? O_WRONLY
-                                                     : O_RDWR;
-    return mode | O_NOCTTY | O_NONBLOCK | O_CLOEXEC;
-}
-
-/// Takes the open file for this user alone; false when it is no serial device, or taken. The lock
-/// holds between users of this library, privileged ones and those in this process too. The
-/// terminal's exclusive mode keeps out other programs, unless they are privileged.
-bool claim(int fd) {
-    termios line;
-    return ::ioctl(fd, TCGETS, &line) == 0 && ::flock(fd, LOCK_EX | LOCK_NB) == 0 &&
-           ::ioctl(fd, TIOCEXCL) == 0;
 }
 
 } // namespace
 
+std::string defaultSerialPath(std::size_t index) {
+    return "/dev/ttyS" + std::to_string(index);
+}
+
 std::unique_ptr<SerialDevice> SerialDevice::open(const char *name, SerialAccess access) {
-    const std::string path = devicePath(name);
-    const int fd = uninterrupted([&] { return ::open(path.c_str(), openFlags(access)); });
-    if (fd < 0)
-        return nullptr;
-    if (!claim(fd)) {
-        ::close(fd);
-        return nullptr;
+    try {
+        auto line = std::make_unique<PosixSerial>();
+        if (line->open(serialPath(name).c_str(), access)) {
+            return line;
+        }
+    } catch (const std::bad_alloc &) {
+        // As any other device that can't be had.
     }
-    return std::make_unique<PosixSerial>(fd);
+    return nullptr;
 }
 
 } // namespace tkplatform
-
-bool tkMapSerialPort(const char *name, const char *device) {
-    const int index = name ? tkplatform::comIndex(name) : -1;
-    if (index < 0)
-        return false;
-    try {
-        std::string mapped = device ? device : "";
-        tkplatform::PortMap &map = tkplatform::portMap();
-        const std::lock_guard<std::mutex> guard(map.lock);
-        map.devices[static_cast<std::size_t>(index)].swap(mapped);
-        return true;
-    } catch (const std::bad_alloc &) {
-        return false;
-    }
-}

@@ -4,11 +4,13 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <sys/eventfd.h>
 #include <unistd.h>
 #include <unordered_map>
+#include <utility>
 
 namespace {
 
@@ -64,6 +66,7 @@ class Window {
         const std::lock_guard<std::mutex> lock(m_Mutex);
         m_bDestroyed = true;
         m_Changed.notify_all();
+        eventfd_write(m_nDescriptor, 1); // wakes who watches the descriptor
     }
 
     unsigned long lost() {

@@ -18,7 +18,12 @@ void tkSetDebugSink(TkDebugSink sink, void *context) {
 
 void tkplatform::debugOutput(const char *text) {
     const std::lock_guard<std::mutex> lock(sinkLock);
-    if (currentSink != nullptr) {
+    if (currentSink == nullptr) {
+        return;
+    }
+    try {
         currentSink(text, currentContext);
+    } catch (...) {
+        // Whoever has something to say isn't to suffer from the sink.
     }
 }
