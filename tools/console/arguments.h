@@ -1,0 +1,34 @@
+#ifndef TKCONSOLE_ARGUMENTS_H
+#define TKCONSOLE_ARGUMENTS_H
+
+#include "wakeup.h"
+
+#include "tk.h"
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+using Arguments = std::vector<std::string>;
+
+// An argument as what it stands for. All throw Failure with the reason.
+
+/// A parameter's mnemonic, in letters of either case.
+Tk::TextCommands parameterFrom(const std::string &word);
+
+/// A whole number that an int can hold.
+int numberFrom(const std::string &word);
+
+/// As above, or "unknown".
+int valueFrom(const std::string &word);
+
+/// A whole number of milliseconds from 0 to an hour.
+std::chrono::milliseconds millisecondsFrom(const std::string &word);
+
+/// The point in time so many seconds away; decimals are allowed, up to an hour.
+Deadline deadlineFrom(const std::string &word);
+
+/// True for `yes`, false for `no`.
+bool choiceFrom(const std::string &word, const char *yes, const char *no);
+
+#endif

@@ -1,0 +1,81 @@
+#ifndef TKCONSOLE_CONSOLE_H
+#define TKCONSOLE_CONSOLE_H
+
+#include "display.h"
+#include "input.h"
+#include "session.h"
+#include "wakeup.h"
+
+#include <functional>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+/// Why a command failed, in words.
+class Failure : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Runs commands from the input, and shows what happens meanwhile. Everything here is the main
+/// thread's, which sleeps whenever it has nothing to do or show.
+class Console {
+  public:
+    struct Options {
+        bool echo = false; ///< show commands as they are run
+        bool stopAtFailure = true;
+    };
+
+    /// How a run ended.
+    enum class End { well, failed, deviceGone };
+
+    Console(const Options &options, Input &input, Display &display, Session &session,
+            const Wakeup &wakeup);
+
+    /// Runs until the input ends, `quit`, a signal, or the device goes.
+    End run();
+
+    // --- What the commands use; the waits show what happens meanwhile ---
+
+    Display &display() { return m_display; }
+    Session &session() { return m_session; }
+    TkGeneratorControl &engine() { return m_session.engine(); }
+
+    /// Ends the run behind the present command.
+    void quit() { m_quit = true; }
+
+    /// Transmits and waits for the answer; its events have been shown on return. False when none
+    /// came within the engine's limit.
+    bool ask(Tk::TextCommands command, int value);
+
+    /// Transmits without waiting for an answer.
+    void send(Tk::TextCommands command, int value);
+
+    /// Sleeps until `done` holds, asking it whenever something has been received or has happened.
+    /// False when the deadline passes before. A signal and the device's end are failures.
+    bool waitUntil(const std::function<bool()> &done, Deadline deadline);
+
+    /// Waits for an event of this name: one that came since the last command that sent something,
+    /// and wasn't waited for yet, counts.
+    bool waitForEvent(const std::string &name, Deadline deadline);
+
+  private:
+    bool ended() const;
+    void runLine(const std::string &line);
+    void showHappenings();
+    void show(const Happening &happening);
+    void checkSendable(Tk::TextCommands command, int value);
+    End ending();
+
+    const Options m_options;
+    Input &m_input;
+    Display &m_display;
+    Session &m_session;
+    const Wakeup &m_wakeup;
+    std::map<std::string, int> m_unseen; // events by name that `wait` may take
+    bool m_failed = false;
+    bool m_stopped = false; // by a failure
+    bool m_quit = false;
+};
+
+#endif

@@ -1,0 +1,109 @@
+#include "display.h"
+
+#include "words.h"
+
+#include <cstdio>
+
+namespace {
+
+struct Style {
+    const char *word;
+    const char *colour;
+};
+
+/// In the order of Kind.
+constexpr Style styles[] = {
+    {"event", "\033[36m"},  {"answer", "\033[32m"}, {"value", "\033[32m"}, {"reply", "\033[35m"},
+    {"error", "\033[33m"},  {"note", "\033[2m"},    {"log", "\033[2m"},    {"failed", "\033[31m"},
+    {"lost", "\033[1;31m"}, {"back", "\033[1;32m"}, {">", "\033[1m"},      {"help", ""},
+};
+
+constexpr const char *plain = "\033[0m";
+constexpr const char *clearLine = "\r\033[K";
+constexpr const char *prompt = "> ";
+
+constexpr std::size_t wordWidth = 8;
+constexpr std::size_t mnemonicWidth = 5;
+constexpr std::size_t numberWidth = 5;
+constexpr std::size_t valueWidth = 17;
+
+const Style &styleOf(Kind kind) {
+    return styles[static_cast<std::size_t>(kind)];
+}
+
+std::string padded(std::string text, std::size_t width) {
+    if (text.size() < width)
+        text.resize(width, ' ');
+    return text;
+}
+
+/// The number, or "unknown", ending in the same column in all lines.
+std::string alignedNumber(int value) {
+    const std::string number = value == Tk::VALUE_UNKNOWN ? "unknown" : std::to_string(value);
+    return number.size() < numberWidth ? std::string(numberWidth - number.size(), ' ') + number
+                                       : number;
+}
+
+/// What stands behind a number: its unit, or what it means.
+std::string suffix(Kind kind, Tk::TextCommands parameter, int value) {
+    if (kind == Kind::reply)
+        return value == 1 ? " accepted" : " refused";
+    const Words &words = wordsOf(parameter);
+    const auto place = static_cast<std::size_t>(value);
+    const bool worded = value >= 0 && place < words.values.size() && words.values[place];
+    const char *text = worded ? words.values[place] : words.unit;
+    return text && value != Tk::VALUE_UNKNOWN ? std::string(" ") + text : std::string();
+}
+
+} // namespace
+
+std::string describe(Tk::TextCommands parameter, int value) {
+    const std::string number = alignedNumber(value) + suffix(Kind::value, parameter, value);
+    return number.substr(number.find_first_not_of(' '));
+}
+
+void Display::write(Kind kind, const std::string &text) {
+    clearPrompt();
+    const Style &style = styleOf(kind);
+    const std::string word =
+        kind == Kind::help ? "" : padded(style.word, kind == Kind::echo ? 2 : wordWidth);
+    std::string line = m_colour ? style.colour + word + plain + text : word + text;
+    line.erase(line.find_last_not_of(' ') + 1);
+    line += '\n';
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fflush(stdout);
+}
+
+void Display::line(Kind kind, const std::string &text) {
+    write(kind, text);
+}
+
+void Display::parameter(Kind kind, Tk::TextCommands parameter, int value,
+                        const std::string &remark) {
+    const char *meaning = wordsOf(parameter).meaning;
+    std::string text = padded(mnemonicOf(parameter), mnemonicWidth);
+    text += padded(alignedNumber(value) + suffix(kind, parameter, value), valueWidth);
+    text += meaning ? meaning : "";
+    if (!remark.empty())
+        text += meaning ? ", " + remark : remark;
+    write(kind, text);
+}
+
+void Display::showPrompt() {
+    if (!m_prompt || m_promptShown)
+        return;
+    std::fputs(prompt, stdout);
+    std::fflush(stdout);
+    m_promptShown = true;
+}
+
+void Display::clearPrompt() {
+    if (m_promptShown)
+        std::fputs(clearLine, stdout);
+    m_promptShown = false;
+}
+
+void Display::finish() {
+    clearPrompt();
+    std::fflush(stdout);
+}

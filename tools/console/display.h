@@ -1,0 +1,57 @@
+#ifndef TKCONSOLE_DISPLAY_H
+#define TKCONSOLE_DISPLAY_H
+
+#include "tk.h"
+
+#include <string>
+
+/// What a line is about; it decides the line's first word and its colour.
+enum class Kind {
+    event,  ///< the generator told a value
+    answer, ///< what the generator answered to a command
+    value,  ///< a value as last known
+    reply,  ///< what the console said to the generator by itself
+    error,  ///< an error number of the generator
+    note,   ///< anything else that is worth knowing
+    log,    ///< a line of a communication log
+    failed, ///< why a command failed
+    lost,   ///< the generator or the device can't be reached any more
+    back,   ///< the generator is back
+    echo,   ///< a command as it is run
+    help
+};
+
+/// Writes lines to standard output, in columns. The only place that writes there; main thread only.
+class Display {
+  public:
+    /// With `prompt` a person types between the lines.
+    Display(bool colour, bool prompt) : m_colour(colour), m_prompt(prompt) {}
+
+    void line(Kind kind, const std::string &text);
+
+    /// Mnemonic, value with unit, and meaning of a parameter, and perhaps a remark.
+    void parameter(Kind kind, Tk::TextCommands parameter, int value,
+                   const std::string &remark = {});
+
+    /// Shows that a command can be typed, unless that shows already.
+    void showPrompt();
+
+    /// The person has ended the line behind the prompt.
+    void promptUsed() { m_promptShown = false; }
+
+    /// Takes a prompt away that nothing will be typed behind.
+    void finish();
+
+  private:
+    void write(Kind kind, const std::string &text);
+    void clearPrompt();
+
+    const bool m_colour;
+    const bool m_prompt;
+    bool m_promptShown = false;
+};
+
+/// A value in words: "70 kV", "1 on", "unknown".
+std::string describe(Tk::TextCommands parameter, int value);
+
+#endif

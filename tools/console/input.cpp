@@ -1,0 +1,46 @@
+#include "input.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+/// No command is nearly as long; a longer line is cut, and then is no command either.
+constexpr std::size_t longestLine = 4096;
+
+} // namespace
+
+Input::~Input() {
+    if (m_fd > 0)
+        ::close(m_fd);
+}
+
+bool Input::open(const std::string &path) {
+    m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    return m_fd >= 0;
+}
+
+void Input::read() {
+    char bytes[1024];
+    const ssize_t count = ::read(m_fd, bytes, sizeof bytes);
+    if (count > 0)
+        m_buffer.append(bytes, static_cast<std::size_t>(count));
+    else if (count == 0 || (errno != EINTR && errno != EAGAIN))
+        m_ended = true;
+}
+
+std::optional<std::string> Input::nextLine() {
+    const std::size_t end = m_buffer.find('\n');
+    if (end == std::string::npos && m_buffer.size() < longestLine && !m_ended)
+        return std::nullopt;
+    if (end == std::string::npos)
+        return m_buffer.empty() ? std::nullopt : std::make_optional(std::exchange(m_buffer, {}));
+    std::string line = m_buffer.substr(0, end);
+    m_buffer.erase(0, end + 1);
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    return line;
+}

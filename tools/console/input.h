@@ -1,0 +1,37 @@
+#ifndef TKCONSOLE_INPUT_H
+#define TKCONSOLE_INPUT_H
+
+#include <optional>
+#include <string>
+
+/// Lines from standard input or a script. It reads only when told that there is something, so that
+/// nobody is held up.
+class Input {
+  public:
+    /// Reads standard input.
+    Input() = default;
+    ~Input();
+    Input(const Input &) = delete;
+    Input &operator=(const Input &) = delete;
+
+    /// Reads a file instead. False when it can't be opened.
+    bool open(const std::string &path);
+
+    int fd() const { return m_fd; }
+
+    /// Takes what has come; blocks if nothing has.
+    void read();
+
+    /// The next whole line, without its end. What stands before the end of the input counts as one.
+    std::optional<std::string> nextLine();
+
+    /// Whether all has been read and handed out.
+    bool atEnd() const { return m_ended && m_buffer.empty(); }
+
+  private:
+    int m_fd = 0;
+    bool m_ended = false;
+    std::string m_buffer;
+};
+
+#endif

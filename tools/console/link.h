@@ -1,0 +1,40 @@
+#ifndef TKCONSOLE_LINK_H
+#define TKCONSOLE_LINK_H
+
+#include "tkserial.h"
+#include "wakeup.h"
+
+#include <atomic>
+
+/// A serial line that tells the main thread what the engine's worker has done with it: that all it
+/// received has been taken over, that a cycle has passed, that the device has gone. The worker
+/// reads again only when it is through with the byte before and the callbacks that it caused.
+class Link : public TkComms {
+  public:
+    Link(const char *device, const Wakeup &wakeup);
+
+    /// Whether the device has stopped working: an adapter that was pulled.
+    bool hasFailed() const { return m_failed; }
+
+    /// Asks for a ring when the worker is through with what it does now.
+    void requestTurn() { m_turnRequested = true; }
+    bool isTurnDue() const { return m_turnRequested; }
+
+    int read_ch(char *byte) override;
+    int write_ch(char byte) override { return m_serial.write_ch(byte); }
+    int write_str(char *bytes, unsigned int length) override {
+        return m_serial.write_str(bytes, length);
+    }
+    bool enableBlocking(bool enable) override { return m_serial.enableBlocking(enable); }
+    unsigned long timeoutPeriod() override { return m_serial.timeoutPeriod(); }
+    bool isOpen() override { return m_serial.isOpen(); }
+
+  private:
+    TkSerial m_serial;
+    const Wakeup &m_wakeup;
+    std::atomic<bool> m_failed{false};
+    std::atomic<bool> m_turnRequested{false};
+    bool m_received = false; // the worker's own: bytes since the last ring
+};
+
+#endif

@@ -1,0 +1,42 @@
+#ifndef TKCONSOLE_WAKEUP_H
+#define TKCONSOLE_WAKEUP_H
+
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <thread>
+
+using Clock = std::chrono::steady_clock;
+using Deadline = std::optional<Clock::time_point>;
+
+/// What the main thread sleeps on: input, a ring from another thread, a signal that asks for the
+/// end, or a point in time. One object in a program.
+class Wakeup {
+  public:
+    /// From now on SIGINT, SIGTERM and SIGHUP ring and are told by interrupted(). A second one
+    /// ends the program at once. To be made before any other thread.
+    Wakeup();
+    ~Wakeup();
+    Wakeup(const Wakeup &) = delete;
+    Wakeup &operator=(const Wakeup &) = delete;
+
+    /// Ends the present wait, or the next one. From any thread, never blocks.
+    void ring() const;
+
+    /// Sleeps until one of the above; without a deadline for as long as it takes. `input` is a
+    /// descriptor to watch, or -1. Returns whether there is something to read from it.
+    bool wait(int input, Deadline deadline) const;
+
+    bool interrupted() const { return m_interrupted; }
+
+  private:
+    void watchSignals();
+
+    int m_read;
+    int m_write;
+    std::atomic<bool> m_interrupted{false};
+    std::atomic<bool> m_ending{false};
+    std::thread m_watch; // the only thread that gets signals
+};
+
+#endif
