@@ -291,19 +291,6 @@ TEST(Callbacks, DestroyingAnEngineThatWaitsForThisCallback) {
     }
 }
 
-TEST(Callbacks, ADispatcherIsGoneWhenRemovalReturns) {
-    Running running;
-    running.engine.setSleepTime(0);
-    for (int i = 0; i < 100; ++i) {
-        std::atomic<bool> inside{false};
-        auto passing = std::make_unique<Recorder>([&](const std::string &) { inside = true; });
-        Tk::addDispatcher(passing.get());
-        running.link.arrive(frame("KV" + std::to_string(1000 + i).substr(1)));
-        EXPECT_TRUE(eventually([&] { return inside.load(); }));
-        EXPECT_TRUE(Tk::removeDispatcher(passing.get()));
-    }
-}
-
 // --- Over a serial line
 // ---------------------------------------------------------------------------
 

@@ -23,8 +23,9 @@ struct Scene {
 /// What else a program prints, its columns one blank apart.
 std::string rest(Process &program) {
     std::string text;
-    while (const auto line = program.readLine())
+    while (const auto line = program.readLine()) {
         text += std::regex_replace(*line, std::regex(" +"), " ") + '\n';
+    }
     return text;
 }
 

@@ -16,8 +16,9 @@ std::vector<Frame> cut(const Bytes &bytes) {
     FrameReader reader;
     std::vector<Frame> frames;
     for (const std::uint8_t byte : bytes) {
-        if (auto frame = reader.push(byte, 0))
+        if (auto frame = reader.push(byte, 0)) {
             frames.push_back(std::move(*frame));
+        }
     }
     return frames;
 }
@@ -42,17 +43,20 @@ struct Scene {
     }
     std::string outcomeOf(const std::string &action) {
         const Bytes bytes = encode(action);
-        if (action[0] == '!')
+        if (action[0] == '!') {
             simulator.command(action.substr(1), now);
-        else if (action[0] == '+')
+        } else if (action[0] == '+') {
             simulator.advance(now += std::stoul(action.substr(1)));
-        else
+        } else {
             simulator.receive(bytes.data(), bytes.size(), now);
+        }
         std::string outcome;
-        for (const Frame &frame : cut(simulator.takeBytes(now)))
+        for (const Frame &frame : cut(simulator.takeBytes(now))) {
             outcome += (outcome.empty() ? "" : " | ") + readable(frame.bytes);
-        for (const std::string &line : simulator.takeLines())
+        }
+        for (const std::string &line : simulator.takeLines()) {
             outcome += (outcome.empty() ? "#" : " | #") + line;
+        }
         return outcome.empty() ? "-" : outcome;
     }
 };
@@ -69,8 +73,9 @@ struct Device {
         Bytes frame;
         std::uint8_t byte = 0;
         pollfd waiting{fd, POLLIN, 0};
-        while (cut(frame).empty() && poll(&waiting, 1, 5000) == 1 && ::read(fd, &byte, 1) == 1)
+        while (cut(frame).empty() && poll(&waiting, 1, 5000) == 1 && ::read(fd, &byte, 1) == 1) {
             frame.push_back(byte);
+        }
         return cut(frame).empty() ? "" : readable(frame);
     }
     int fd;
@@ -192,12 +197,14 @@ TEST(SimulatorMisbehaviour, EachMishapDoesWhatItSays) {
 TEST(SimulatorMisbehaviour, IsReproducibleFromItsSeed) {
     const auto traffic = [](std::uint32_t seed) {
         Misbehaviour misbehaviour(seed);
-        for (std::size_t i = 0; i < mishaps; ++i)
+        for (std::size_t i = 0; i < mishaps; ++i) {
             misbehaviour.setPercent(static_cast<Mishap>(i), 30);
+        }
         Bytes all;
         for (int i = 0; i < 300; ++i) {
-            for (const Transmission &each : misbehaviour.apply(encode("MA00100"), 0))
+            for (const Transmission &each : misbehaviour.apply(encode("MA00100"), 0)) {
                 all.insert(all.end(), each.bytes.begin(), each.bytes.end());
+            }
         }
         return all;
     };

@@ -16,8 +16,9 @@
 namespace {
 
 void closeOne(int &descriptor) {
-    if (descriptor >= 0)
+    if (descriptor >= 0) {
         ::close(descriptor);
+    }
     descriptor = -1;
 }
 
@@ -25,8 +26,9 @@ void closeOne(int &descriptor) {
 int start(const std::vector<std::string> &command, int input, int output, pid_t &pid) {
     std::vector<char *> arguments;
     arguments.reserve(command.size() + 1);
-    for (const std::string &each : command)
+    for (const std::string &each : command) {
         arguments.push_back(const_cast<char *>(each.c_str()));
+    }
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
@@ -54,26 +56,29 @@ Process::Process(const std::vector<std::string> &command) {
     std::array<int, 2> in{-1, -1};
     std::array<int, 2> out{-1, -1};
     int error = pipe2(in.data(), O_CLOEXEC) != 0 || pipe2(out.data(), O_CLOEXEC) != 0 ? errno : 0;
-    if (error == 0)
-        error = start(command, in[0], out[1], m_pid);
+    if (error == 0) {
+        error = start(command, in[0], out[1], m_Pid);
+    }
     closeOne(in[0]);
     closeOne(out[1]);
-    m_input = in[1];
-    m_output = out[0];
-    if (error == 0)
+    m_Input = in[1];
+    m_Output = out[0];
+    if (error == 0) {
         return;
-    closeOne(m_input);
-    closeOne(m_output);
+    }
+    closeOne(m_Input);
+    closeOne(m_Output);
     throw std::system_error(error, std::generic_category(), command[0]);
 }
 
 Process::~Process() {
     closeInput();
-    closeOne(m_output);
-    if (m_exitCode)
+    closeOne(m_Output);
+    if (m_ExitCode) {
         return;
-    ::kill(m_pid, SIGKILL);
-    ::waitpid(m_pid, nullptr, 0);
+    }
+    ::kill(m_Pid, SIGKILL);
+    ::waitpid(m_Pid, nullptr, 0);
 }
 
 std::optional<std::string> Process::readLine(Limit limit) {
@@ -92,69 +97,75 @@ std::optional<std::string> Process::readUntil(const std::string &text, Limit lim
 std::optional<std::string> Process::readLineBefore(Clock::time_point end) {
     std::string line;
     while (!takeLine(line)) {
-        if (m_output < 0 || Clock::now() >= end)
+        if (m_Output < 0 || Clock::now() >= end) {
             return std::nullopt;
+        }
         readSome(end);
     }
     return line;
 }
 
 bool Process::takeLine(std::string &line) {
-    const std::size_t length = m_read.find('\n');
-    if (length == std::string::npos)
+    const std::size_t length = m_Read.find('\n');
+    if (length == std::string::npos) {
         return false;
-    line = m_read.substr(0, length);
-    m_read.erase(0, length + 1);
+    }
+    line = m_Read.substr(0, length);
+    m_Read.erase(0, length + 1);
     return true;
 }
 
 /// Waits for output up to `end` and keeps it; closes the pipe at its end.
 void Process::readSome(Clock::time_point end) {
     const auto left = std::chrono::ceil<Limit>(end - Clock::now());
-    pollfd waiting{m_output, POLLIN, 0};
-    if (::poll(&waiting, 1, static_cast<int>(std::max<Limit::rep>(left.count(), 0))) <= 0)
+    pollfd waiting{m_Output, POLLIN, 0};
+    if (::poll(&waiting, 1, static_cast<int>(std::max<Limit::rep>(left.count(), 0))) <= 0) {
         return;
+    }
     std::array<char, 4096> bytes{};
-    const ssize_t count = ::read(m_output, bytes.data(), bytes.size());
-    if (count > 0)
-        m_read.append(bytes.data(), static_cast<std::size_t>(count));
-    else if (count == 0 || errno != EINTR)
-        closeOne(m_output);
+    const ssize_t count = ::read(m_Output, bytes.data(), bytes.size());
+    if (count > 0) {
+        m_Read.append(bytes.data(), static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+        closeOne(m_Output);
+    }
 }
 
 bool Process::writeLine(const std::string &line) {
     const std::string text = line + "\n";
     std::size_t written = 0;
-    while (m_input >= 0 && written < text.size()) {
-        const ssize_t count = ::write(m_input, text.data() + written, text.size() - written);
-        if (count < 0 && errno != EINTR)
+    while (m_Input >= 0 && written < text.size()) {
+        const ssize_t count = ::write(m_Input, text.data() + written, text.size() - written);
+        if (count < 0 && errno != EINTR) {
             return false;
+        }
         written += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
-    return m_input >= 0;
+    return m_Input >= 0;
 }
 
 void Process::closeInput() {
-    closeOne(m_input);
+    closeOne(m_Input);
 }
 
 void Process::signal(int number) {
-    if (!m_exitCode)
-        ::kill(m_pid, number);
+    if (!m_ExitCode) {
+        ::kill(m_Pid, number);
+    }
 }
 
 std::optional<int> Process::wait(Limit limit) {
     constexpr Limit between{5};
     const auto end = Clock::now() + limit;
-    while (!m_exitCode) {
+    while (!m_ExitCode) {
         int status = 0;
-        if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
-            m_exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        if (::waitpid(m_Pid, &status, WNOHANG) == m_Pid) {
+            m_ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
         } else if (Clock::now() >= end) {
             return std::nullopt;
         } else {
             readSome(std::min(end, Clock::now() + between));
         }
     }
-    return m_exitCode;
+    return m_ExitCode;
 }

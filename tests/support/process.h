@@ -24,8 +24,6 @@ class Process {
     Process(const Process &) = delete;
     Process &operator=(const Process &) = delete;
 
-    pid_t pid() const { return m_pid; }
-
     /// The next line of output without its line feed; nothing at the limit or the output's end.
     std::optional<std::string> readLine(Limit limit = usual);
 
@@ -52,11 +50,11 @@ class Process {
     bool takeLine(std::string &line);
     void readSome(Clock::time_point end);
 
-    pid_t m_pid = -1;
-    int m_input = -1;
-    int m_output = -1;
-    std::string m_read;
-    std::optional<int> m_exitCode;
+    pid_t m_Pid = -1;
+    int m_Input = -1;
+    int m_Output = -1;
+    std::string m_Read;
+    std::optional<int> m_ExitCode;
 };
 
 #endif

@@ -15,8 +15,9 @@ constexpr int longestMilliseconds = 3600 * 1000;
 
 Tk::TextCommands parameterFrom(const std::string &word) {
     const Tk::TextCommands parameter = packed(word);
-    if (!Session::isParameter(parameter))
+    if (!Session::isParameter(parameter)) {
         throw Failure("'" + word + "' is no parameter, 'help parameters' lists them");
+    }
     return parameter;
 }
 
@@ -24,10 +25,12 @@ int numberFrom(const std::string &word) {
     int number = 0;
     const char *end = word.data() + word.size();
     const auto [stop, error] = std::from_chars(word.data(), end, number);
-    if (error == std::errc::result_out_of_range)
+    if (error == std::errc::result_out_of_range) {
         throw Failure("'" + word + "' is too large a number");
-    if (error != std::errc() || stop != end)
+    }
+    if (error != std::errc() || stop != end) {
         throw Failure("'" + word + "' is no whole number");
+    }
     return number;
 }
 
@@ -37,21 +40,24 @@ int valueFrom(const std::string &word) {
 
 std::chrono::milliseconds millisecondsFrom(const std::string &word) {
     const int number = numberFrom(word);
-    if (number < 0 || number > longestMilliseconds)
+    if (number < 0 || number > longestMilliseconds) {
         throw Failure("'" + word + "' ms is out of range, an hour is the longest");
+    }
     return std::chrono::milliseconds(number);
 }
 
 Deadline deadlineFrom(const std::string &word) {
     char *end = nullptr;
     const double seconds = std::strtod(word.c_str(), &end);
-    if (word.empty() || *end != '\0' || !(seconds >= 0 && seconds * 1000 <= longestMilliseconds))
+    if (word.empty() || *end != '\0' || !(seconds >= 0 && seconds * 1000 <= longestMilliseconds)) {
         throw Failure("'" + word + "' is no number of seconds up to an hour");
+    }
     return Clock::now() + std::chrono::milliseconds(std::lround(seconds * 1000));
 }
 
 bool choiceFrom(const std::string &word, const char *yes, const char *no) {
-    if (word != yes && word != no)
+    if (word != yes && word != no) {
         throw Failure("'" + word + "' should be " + yes + " or " + no);
+    }
     return word == yes;
 }

@@ -10,12 +10,14 @@ namespace {
 
 void help(Console &console, const Arguments &arguments) {
     if (arguments.empty()) {
-        for (const std::string &line : commandHelp())
+        for (const std::string &line : commandHelp()) {
             console.display().line(Kind::help, line);
+        }
         return;
     }
-    if (arguments[0] != "parameters")
+    if (arguments[0] != "parameters") {
         throw Failure("there is 'help' and 'help parameters'");
+    }
     for (const Words &words : allWords()) {
         std::string line = mnemonicOf(words.parameter);
         line.resize(5, ' ');
@@ -42,8 +44,9 @@ std::vector<const CommandGroup *> allGroups() {
 const Command *findCommand(const std::string &name) {
     for (const CommandGroup *group : allGroups()) {
         for (const Command &command : *group) {
-            if (name == command.name)
+            if (name == command.name) {
                 return &command;
+            }
         }
     }
     return nullptr;
@@ -58,16 +61,20 @@ std::string usage(const Command &command) {
 void runCommand(Console &console, const std::string &line) {
     std::istringstream stream(line);
     std::string name;
-    if (!(stream >> name) || name[0] == '#')
+    if (!(stream >> name) || name[0] == '#') {
         return;
+    }
     Arguments arguments;
-    for (std::string word; stream >> word;)
+    for (std::string word; stream >> word;) {
         arguments.push_back(word);
+    }
     const Command *command = findCommand(name);
-    if (!command)
+    if (!command) {
         throw Failure("no such command, 'help' lists them");
-    if (arguments.size() < command->least || arguments.size() > command->most)
+    }
+    if (arguments.size() < command->least || arguments.size() > command->most) {
         throw Failure("use it as '" + usage(*command) + "'");
+    }
     command->run(console, arguments);
 }
 

@@ -37,12 +37,12 @@ class Console {
 
     // --- What the commands use; the waits show what happens meanwhile ---
 
-    Display &display() { return m_display; }
-    Session &session() { return m_session; }
-    TkGeneratorControl &engine() { return m_session.engine(); }
+    Display &display() { return m_Display; }
+    Session &session() { return m_Session; }
+    TkGeneratorControl &engine() { return m_Session.engine(); }
 
     /// Ends the run behind the present command.
-    void quit() { m_quit = true; }
+    void quit() { m_Quit = true; }
 
     /// Transmits and waits for the answer; its events have been shown on return. False when none
     /// came within the engine's limit.
@@ -67,15 +67,15 @@ class Console {
     void checkSendable(Tk::TextCommands command, int value);
     End ending();
 
-    const Options m_options;
-    Input &m_input;
-    Display &m_display;
-    Session &m_session;
-    const Wakeup &m_wakeup;
-    std::map<std::string, int> m_unseen; // events by name that `wait` may take
-    bool m_failed = false;
-    bool m_stopped = false; // by a failure
-    bool m_quit = false;
+    const Options m_Options;
+    Input &m_Input;
+    Display &m_Display;
+    Session &m_Session;
+    const Wakeup &m_Wakeup;
+    std::map<std::string, int> m_Unseen; // events by name that `wait` may take
+    bool m_Failed = false;
+    bool m_Stopped = false; // by a failure
+    bool m_Quit = false;
 };
 
 #endif

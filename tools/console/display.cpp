@@ -32,8 +32,9 @@ const Style &styleOf(Kind kind) {
 }
 
 std::string padded(std::string text, std::size_t width) {
-    if (text.size() < width)
+    if (text.size() < width) {
         text.resize(width, ' ');
+    }
     return text;
 }
 
@@ -46,8 +47,9 @@ std::string alignedNumber(int value) {
 
 /// What stands behind a number: its unit, or what it means.
 std::string suffix(Kind kind, Tk::TextCommands parameter, int value) {
-    if (kind == Kind::reply)
+    if (kind == Kind::reply) {
         return value == 1 ? " accepted" : " refused";
+    }
     const Words &words = wordsOf(parameter);
     const auto place = static_cast<std::size_t>(value);
     const bool worded = value >= 0 && place < words.values.size() && words.values[place];
@@ -67,7 +69,7 @@ void Display::write(Kind kind, const std::string &text) {
     const Style &style = styleOf(kind);
     const std::string word =
         kind == Kind::help ? "" : padded(style.word, kind == Kind::echo ? 2 : wordWidth);
-    std::string line = m_colour ? style.colour + word + plain + text : word + text;
+    std::string line = m_Colour ? style.colour + word + plain + text : word + text;
     line.erase(line.find_last_not_of(' ') + 1);
     line += '\n';
     std::fwrite(line.data(), 1, line.size(), stdout);
@@ -84,23 +86,26 @@ void Display::parameter(Kind kind, Tk::TextCommands parameter, int value,
     std::string text = padded(mnemonicOf(parameter), mnemonicWidth);
     text += padded(alignedNumber(value) + suffix(kind, parameter, value), valueWidth);
     text += meaning ? meaning : "";
-    if (!remark.empty())
+    if (!remark.empty()) {
         text += meaning ? ", " + remark : remark;
+    }
     write(kind, text);
 }
 
 void Display::showPrompt() {
-    if (!m_prompt || m_promptShown)
+    if (!m_Prompt || m_PromptShown) {
         return;
+    }
     std::fputs(prompt, stdout);
     std::fflush(stdout);
-    m_promptShown = true;
+    m_PromptShown = true;
 }
 
 void Display::clearPrompt() {
-    if (m_promptShown)
+    if (m_PromptShown) {
         std::fputs(clearLine, stdout);
-    m_promptShown = false;
+    }
+    m_PromptShown = false;
 }
 
 void Display::finish() {

@@ -25,7 +25,7 @@ enum class Kind {
 class Display {
   public:
     /// With `prompt` a person types between the lines.
-    Display(bool colour, bool prompt) : m_colour(colour), m_prompt(prompt) {}
+    Display(bool colour, bool prompt) : m_Colour(colour), m_Prompt(prompt) {}
 
     void line(Kind kind, const std::string &text);
 
@@ -37,7 +37,7 @@ class Display {
     void showPrompt();
 
     /// The person has ended the line behind the prompt.
-    void promptUsed() { m_promptShown = false; }
+    void promptUsed() { m_PromptShown = false; }
 
     /// Takes a prompt away that nothing will be typed behind.
     void finish();
@@ -46,9 +46,9 @@ class Display {
     void write(Kind kind, const std::string &text);
     void clearPrompt();
 
-    const bool m_colour;
-    const bool m_prompt;
-    bool m_promptShown = false;
+    const bool m_Colour;
+    const bool m_Prompt;
+    bool m_PromptShown = false;
 };
 
 /// A value in words: "70 kV", "1 on", "unknown".

@@ -31,10 +31,12 @@ void refresh(Console &console, const Arguments &arguments) {
 template <Tk::TextCommands parameter, int (TkGeneratorControl::*take)(bool)>
 void errors(Console &console, const Arguments &) {
     int count = 0;
-    for (int error = 0; (error = (console.engine().*take)(true)) != 0; ++count)
+    for (int error = 0; (error = (console.engine().*take)(true)) != 0; ++count) {
         console.display().parameter(Kind::error, parameter, error);
-    if (count == 0)
+    }
+    if (count == 0) {
         console.display().line(Kind::note, "none waits");
+    }
 }
 
 // --- Logs -----------------------------------------------------------------------------------
@@ -46,10 +48,12 @@ std::string contents(const ReadLog &read) {
     char buffer[4096 + 1];
     std::string text;
     int count = 0;
-    while ((count = read(buffer, sizeof buffer - 1)) > 0)
+    while ((count = read(buffer, sizeof buffer - 1)) > 0) {
         text.append(buffer, static_cast<std::size_t>(count));
-    if (count < 0)
+    }
+    if (count < 0) {
         throw Failure("this log is off");
+    }
     return text;
 }
 
@@ -57,8 +61,9 @@ void showParsedLog(Console &console) {
     std::istringstream lines(contents([&](char *buffer, unsigned int size) {
         return console.engine().readParsedComms(buffer, size);
     }));
-    for (std::string line; std::getline(lines, line);)
+    for (std::string line; std::getline(lines, line);) {
         console.display().line(Kind::log, line);
+    }
 }
 
 std::string hexadecimal(const std::string &bytes) {
@@ -77,21 +82,24 @@ void showRawLog(Console &console) {
         const std::string bytes = contents([&](char *buffer, unsigned int size) {
             return console.engine().readRawComms(buffer, size, direction);
         });
-        for (std::size_t at = 0; at < bytes.size(); at += bytesInLine)
+        for (std::size_t at = 0; at < bytes.size(); at += bytesInLine) {
             console.display().line(Kind::log, (direction == 1 ? "sent    " : "received") +
                                                   hexadecimal(bytes.substr(at, bytesInLine)));
+        }
     }
 }
 
 void log(Console &console, const Arguments &arguments) {
     const bool raw = !arguments.empty() && choiceFrom(arguments[0], "raw", "parsed");
-    if (arguments.size() < 2)
+    if (arguments.size() < 2) {
         return raw ? showRawLog(console) : showParsedLog(console);
+    }
     const bool enable = choiceFrom(arguments[1], "on", "off");
-    if (raw)
+    if (raw) {
         console.engine().bufferRawComms(enable);
-    else
+    } else {
         console.engine().bufferParsedComms(enable);
+    }
     console.display().line(Kind::note, "the " + arguments[0] + " log is " + arguments[1]);
 }
 

@@ -14,33 +14,38 @@ constexpr std::size_t longestLine = 4096;
 } // namespace
 
 Input::~Input() {
-    if (m_fd > 0)
-        ::close(m_fd);
+    if (m_Fd > 0) {
+        ::close(m_Fd);
+    }
 }
 
 bool Input::open(const std::string &path) {
-    m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    return m_fd >= 0;
+    m_Fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    return m_Fd >= 0;
 }
 
 void Input::read() {
     char bytes[1024];
-    const ssize_t count = ::read(m_fd, bytes, sizeof bytes);
-    if (count > 0)
-        m_buffer.append(bytes, static_cast<std::size_t>(count));
-    else if (count == 0 || (errno != EINTR && errno != EAGAIN))
-        m_ended = true;
+    const ssize_t count = ::read(m_Fd, bytes, sizeof bytes);
+    if (count > 0) {
+        m_Buffer.append(bytes, static_cast<std::size_t>(count));
+    } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
+        m_Ended = true;
+    }
 }
 
 std::optional<std::string> Input::nextLine() {
-    const std::size_t end = m_buffer.find('\n');
-    if (end == std::string::npos && m_buffer.size() < longestLine && !m_ended)
+    const std::size_t end = m_Buffer.find('\n');
+    if (end == std::string::npos && m_Buffer.size() < longestLine && !m_Ended) {
         return std::nullopt;
-    if (end == std::string::npos)
-        return m_buffer.empty() ? std::nullopt : std::make_optional(std::exchange(m_buffer, {}));
-    std::string line = m_buffer.substr(0, end);
-    m_buffer.erase(0, end + 1);
-    if (!line.empty() && line.back() == '\r')
+    }
+    if (end == std::string::npos) {
+        return m_Buffer.empty() ? std::nullopt : std::make_optional(std::exchange(m_Buffer, {}));
+    }
+    std::string line = m_Buffer.substr(0, end);
+    m_Buffer.erase(0, end + 1);
+    if (!line.empty() && line.back() == '\r') {
         line.pop_back();
+    }
     return line;
 }

@@ -17,7 +17,7 @@ class Input {
     /// Reads a file instead. False when it can't be opened.
     bool open(const std::string &path);
 
-    int fd() const { return m_fd; }
+    int fd() const { return m_Fd; }
 
     /// Takes what has come; blocks if nothing has.
     void read();
@@ -26,12 +26,12 @@ class Input {
     std::optional<std::string> nextLine();
 
     /// Whether all has been read and handed out.
-    bool atEnd() const { return m_ended && m_buffer.empty(); }
+    bool atEnd() const { return m_Ended && m_Buffer.empty(); }
 
   private:
-    int m_fd = 0;
-    bool m_ended = false;
-    std::string m_buffer;
+    int m_Fd = 0;
+    bool m_Ended = false;
+    std::string m_Buffer;
 };
 
 #endif

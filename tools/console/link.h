@@ -14,27 +14,27 @@ class Link : public TkComms {
     Link(const char *device, const Wakeup &wakeup);
 
     /// Whether the device has stopped working: an adapter that was pulled.
-    bool hasFailed() const { return m_failed; }
+    bool hasFailed() const { return m_Failed; }
 
     /// Asks for a ring when the worker is through with what it does now.
-    void requestTurn() { m_turnRequested = true; }
-    bool isTurnDue() const { return m_turnRequested; }
+    void requestTurn() { m_TurnRequested = true; }
+    bool isTurnDue() const { return m_TurnRequested; }
 
     int read_ch(char *byte) override;
-    int write_ch(char byte) override { return m_serial.write_ch(byte); }
+    int write_ch(char byte) override { return m_Serial.write_ch(byte); }
     int write_str(char *bytes, unsigned int length) override {
-        return m_serial.write_str(bytes, length);
+        return m_Serial.write_str(bytes, length);
     }
-    bool enableBlocking(bool enable) override { return m_serial.enableBlocking(enable); }
-    unsigned long timeoutPeriod() override { return m_serial.timeoutPeriod(); }
-    bool isOpen() override { return m_serial.isOpen(); }
+    bool enableBlocking(bool enable) override { return m_Serial.enableBlocking(enable); }
+    unsigned long timeoutPeriod() override { return m_Serial.timeoutPeriod(); }
+    bool isOpen() override { return m_Serial.isOpen(); }
 
   private:
-    TkSerial m_serial;
-    const Wakeup &m_wakeup;
-    std::atomic<bool> m_failed{false};
-    std::atomic<bool> m_turnRequested{false};
-    bool m_received = false; // the worker's own: bytes since the last ring
+    TkSerial m_Serial;
+    const Wakeup &m_Wakeup;
+    std::atomic<bool> m_Failed{false};
+    std::atomic<bool> m_TurnRequested{false};
+    bool m_Received = false; // the worker's own: bytes since the last ring
 };
 
 #endif

@@ -28,8 +28,9 @@ struct Settings {
 
 std::string footer() {
     std::string text = "Commands, one a line; '#' begins a comment line:\n";
-    for (const std::string &line : commandHelp())
+    for (const std::string &line : commandHelp()) {
         text += "  " + line + "\n";
+    }
     return text +
            "\nA script, and standard input that is no terminal, end at the first command that "
            "fails."
@@ -92,8 +93,9 @@ int run(const Settings &settings) {
     const bool stopAtFailure = !typed && !settings.keepGoing;
     Console console({settings.echo, stopAtFailure}, input, display, session, wakeup);
     const Console::End end = console.run();
-    if (end == Console::End::deviceGone)
+    if (end == Console::End::deviceGone) {
         return exitDevice;
+    }
     return end == Console::End::failed && !typed ? exitFailed : exitWell;
 }
 

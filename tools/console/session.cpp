@@ -12,23 +12,23 @@ bool isHandshake(Tk::TextCommands parameter) {
 } // namespace
 
 Session::Session(const char *device, Tk::GeneratorTypes type, const Wakeup &wakeup)
-    : m_wakeup(wakeup), m_link(device, wakeup), m_engine(&m_link) {
-    m_engine.setGeneratorType(type);
+    : m_Wakeup(wakeup), m_Link(device, wakeup), m_Engine(&m_Link) {
+    m_Engine.setGeneratorType(type);
     Tk::addDispatcher(this);
 }
 
 Session::~Session() {
-    m_engine.stopControl();
+    m_Engine.stopControl();
     Tk::removeDispatcher(this);
 }
 
 void Session::start() {
-    m_engine.startControl();
+    m_Engine.startControl();
 }
 
 std::vector<Happening> Session::takeHappenings() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return std::exchange(m_happenings, {});
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    return std::exchange(m_Happenings, {});
 }
 
 // An engine without a link or a thread answers both without anything being sent.
@@ -42,35 +42,40 @@ bool Session::isSendable(Tk::TextCommands command, int value) {
 }
 
 void Session::onValue(Tk::TextCommands parameter, const int *value) {
-    if (parameter == Tk::TU)
+    if (parameter == Tk::TU) {
         return noteTube();
-    const int received = value ? *value : m_engine.getGenParam(parameter);
+    }
+    const int received = value ? *value : m_Engine.getGenParam(parameter);
     note({Kind::event, parameter, received});
-    if (isHandshake(parameter) && m_engine.exposuresEnabled())
+    if (isHandshake(parameter) && m_Engine.exposuresEnabled()) {
         answerHandshake(parameter, received);
+    }
 }
 
 /// The generator asks with a 1 and goes on when it is told the same; a 0 only tells of an end.
 void Session::answerHandshake(Tk::TextCommands parameter, int value) {
-    if (value != 1)
+    if (value != 1) {
         return;
-    const int answer = m_acceptPreps ? 1 : 0;
-    m_engine.transmitMsg(parameter, answer, false);
+    }
+    const int answer = m_AcceptPreps ? 1 : 0;
+    m_Engine.transmitMsg(parameter, answer, false);
     note({Kind::reply, parameter, answer});
 }
 
 /// "TU" and "TB" have one event: the one that changed is meant, and either when both were told
 /// again as they were.
 void Session::noteTube() {
-    const int told = m_engine.getGenParam(Tk::TU);
-    const int set = m_engine.getGenParam(Tk::TB);
-    const bool same = told == m_toldTube && set == m_setTube;
-    if (told != Tk::VALUE_UNKNOWN && (same || told != m_toldTube))
+    const int told = m_Engine.getGenParam(Tk::TU);
+    const int set = m_Engine.getGenParam(Tk::TB);
+    const bool same = told == m_ToldTube && set == m_SetTube;
+    if (told != Tk::VALUE_UNKNOWN && (same || told != m_ToldTube)) {
         note({Kind::event, Tk::TU, told});
-    if (set != Tk::VALUE_UNKNOWN && (same || set != m_setTube))
+    }
+    if (set != Tk::VALUE_UNKNOWN && (same || set != m_SetTube)) {
         note({Kind::event, Tk::TB, set});
-    m_toldTube = told;
-    m_setTube = set;
+    }
+    m_ToldTube = told;
+    m_SetTube = set;
 }
 
 void Session::onLink(bool up) {
@@ -79,8 +84,8 @@ void Session::onLink(bool up) {
 
 void Session::note(const Happening &happening) {
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_happenings.push_back(happening);
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        m_Happenings.push_back(happening);
     }
-    m_wakeup.ring();
+    m_Wakeup.ring();
 }

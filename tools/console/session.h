@@ -27,14 +27,14 @@ class Session : private Watcher {
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
 
-    bool isOpen() { return m_link.isOpen(); }
+    bool isOpen() { return m_Link.isOpen(); }
     void start();
 
-    TkGeneratorControl &engine() { return m_engine; }
-    Link &link() { return m_link; }
+    TkGeneratorControl &engine() { return m_Engine; }
+    Link &link() { return m_Link; }
 
     /// Whether preps and exposures are accepted or refused while exposures are enabled.
-    void acceptPreps(bool accept) { m_acceptPreps = accept; }
+    void acceptPreps(bool accept) { m_AcceptPreps = accept; }
 
     /// What has happened since the last call. From any thread.
     std::vector<Happening> takeHappenings();
@@ -50,15 +50,15 @@ class Session : private Watcher {
     void noteTube();
     void note(const Happening &happening);
 
-    const Wakeup &m_wakeup;
-    Link m_link; // outlives the engine, whose worker uses it
-    TkGeneratorControl m_engine;
-    std::atomic<bool> m_acceptPreps{true};
-    int m_toldTube = Tk::VALUE_UNKNOWN; // "TU" and "TB" at their last event; callbacks only
-    int m_setTube = Tk::VALUE_UNKNOWN;
+    const Wakeup &m_Wakeup;
+    Link m_Link; // outlives the engine, whose worker uses it
+    TkGeneratorControl m_Engine;
+    std::atomic<bool> m_AcceptPreps{true};
+    int m_ToldTube = Tk::VALUE_UNKNOWN; // "TU" and "TB" at their last event; callbacks only
+    int m_SetTube = Tk::VALUE_UNKNOWN;
 
-    std::mutex m_mutex; // guards the list; a leaf
-    std::vector<Happening> m_happenings;
+    std::mutex m_Mutex; // guards the list; a leaf
+    std::vector<Happening> m_Happenings;
 };
 
 #endif

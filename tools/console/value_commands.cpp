@@ -10,8 +10,9 @@ void showAnswer(Console &console, Tk::TextCommands parameter, const std::string 
 }
 
 void askOrFail(Console &console, Tk::TextCommands command, int value) {
-    if (!console.ask(command, value))
+    if (!console.ask(command, value)) {
         throw Failure("no value came as an answer");
+    }
 }
 
 /// The reads of several values at once, which have none themselves.
@@ -21,8 +22,9 @@ bool isSet(Tk::TextCommands command) {
 
 Tk::TextCommands singleFrom(const std::string &word) {
     const Tk::TextCommands parameter = parameterFrom(word);
-    if (isSet(parameter))
+    if (isSet(parameter)) {
         throw Failure("this is a set of values, use 'read'");
+    }
     return parameter;
 }
 
@@ -34,8 +36,9 @@ void get(Console &console, const Arguments &arguments) {
 /// The numbers of the request values would be sent as requests.
 int plainNumberFrom(const std::string &word) {
     const int number = numberFrom(word);
-    if (number >= Tk::REQUEST_DOWN_2 && number <= Tk::REQUEST_QUERY)
+    if (number >= Tk::REQUEST_DOWN_2 && number <= Tk::REQUEST_QUERY) {
         throw Failure("'" + word + "' stands for a request, use 'query', 'up' or 'down'");
+    }
     return number;
 }
 
@@ -63,10 +66,12 @@ void request(Console &console, const Arguments &arguments) {
 void read(Console &console, const Arguments &arguments) {
     const Tk::TextCommands set = parameterFrom(arguments[0]);
     const bool takesNumber = set == Tk::CD;
-    if (!isSet(set))
+    if (!isSet(set)) {
         throw Failure("the sets are RR, RF, RS and CD");
-    if (takesNumber != (arguments.size() == 2))
+    }
+    if (takesNumber != (arguments.size() == 2)) {
         throw Failure(takesNumber ? "CD needs a number" : "only CD takes a number");
+    }
     askOrFail(console, set, takesNumber ? plainNumberFrom(arguments[1]) : 0);
     console.display().line(Kind::note, mnemonicOf(set) + " was answered");
 }
@@ -75,8 +80,9 @@ void table(Console &console, const Arguments &) {
     int known = 0;
     for (const Words &words : allWords()) {
         const int value = console.engine().getGenParam(words.parameter);
-        if (value == Tk::VALUE_UNKNOWN)
+        if (value == Tk::VALUE_UNKNOWN) {
             continue;
+        }
         console.display().parameter(Kind::value, words.parameter, value);
         ++known;
     }

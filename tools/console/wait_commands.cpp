@@ -14,17 +14,19 @@ void wait(Console &console, const Arguments &arguments) {
     const std::string &event = arguments[0];
     const bool ofLink = event == "lost" || event == "back";
     const std::string name = ofLink ? event : mnemonicOf(parameterFrom(event));
-    if (!console.waitForEvent(name, deadlineAt(arguments, 1)))
+    if (!console.waitForEvent(name, deadlineAt(arguments, 1))) {
         throw Failure("the event didn't come");
+    }
 }
 
 void expect(Console &console, const Arguments &arguments) {
     const Tk::TextCommands parameter = parameterFrom(arguments[0]);
     const int wanted = valueFrom(arguments[1]);
     const auto stands = [&] { return console.engine().getGenParam(parameter) == wanted; };
-    if (!console.waitUntil(stands, deadlineAt(arguments, 2)))
+    if (!console.waitUntil(stands, deadlineAt(arguments, 2))) {
         throw Failure("the value is " +
                       describe(parameter, console.engine().getGenParam(parameter)));
+    }
 }
 
 void sleep(Console &console, const Arguments &arguments) {

@@ -22,15 +22,17 @@ sigset_t endingSignals() {
     sigemptyset(&set);
     sigaddset(&set, SIGTERM);
     for (const int number : {SIGINT, SIGHUP}) {
-        if (!isIgnored(number))
+        if (!isIgnored(number)) {
             sigaddset(&set, number);
+        }
     }
     return set;
 }
 
 int untilDeadline(Deadline deadline) {
-    if (!deadline)
+    if (!deadline) {
         return -1;
+    }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
     return static_cast<int>(std::clamp<long long>(left.count(), 0, 1000000));
 }
@@ -39,34 +41,36 @@ int untilDeadline(Deadline deadline) {
 
 Wakeup::Wakeup() {
     int ends[2];
-    if (::pipe(ends) != 0)
+    if (::pipe(ends) != 0) {
         throw std::system_error(errno, std::generic_category(), "no pipe");
+    }
     for (const int end : ends) {
         ::fcntl(end, F_SETFL, O_NONBLOCK);
         ::fcntl(end, F_SETFD, FD_CLOEXEC);
     }
-    m_read = ends[0];
-    m_write = ends[1];
+    m_Read = ends[0];
+    m_Write = ends[1];
     const sigset_t signals = endingSignals();
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr); // inherited by every thread made from here
-    m_watch = std::thread([this] { watchSignals(); });
+    m_Watch = std::thread([this] { watchSignals(); });
 }
 
 Wakeup::~Wakeup() {
-    m_ending = true;
+    m_Ending = true;
     // The thread takes it off by sigwait. NOLINTNEXTLINE(bugprone-bad-signal-to-kill-thread)
-    ::pthread_kill(m_watch.native_handle(), SIGTERM);
-    m_watch.join();
-    ::close(m_read);
-    ::close(m_write);
+    ::pthread_kill(m_Watch.native_handle(), SIGTERM);
+    m_Watch.join();
+    ::close(m_Read);
+    ::close(m_Write);
 }
 
 void Wakeup::watchSignals() {
     const sigset_t signals = endingSignals();
     int number = 0;
-    while (::sigwait(&signals, &number) == 0 && !m_ending) {
-        if (m_interrupted.exchange(true))
+    while (::sigwait(&signals, &number) == 0 && !m_Ending) {
+        if (m_Interrupted.exchange(true)) {
             ::_exit(128 + number);
+        }
         ring();
     }
 }
@@ -74,16 +78,17 @@ void Wakeup::watchSignals() {
 void Wakeup::ring() const {
     const char byte = 0;
     // A full pipe wakes as well as one byte more would.
-    while (::write(m_write, &byte, 1) < 0 && errno == EINTR) {
+    while (::write(m_Write, &byte, 1) < 0 && errno == EINTR) {
     }
 }
 
 bool Wakeup::wait(int input, Deadline deadline) const {
-    pollfd watched[] = {{m_read, POLLIN, 0}, {input, POLLIN, 0}};
-    if (::poll(watched, 2, untilDeadline(deadline)) <= 0)
+    pollfd watched[] = {{m_Read, POLLIN, 0}, {input, POLLIN, 0}};
+    if (::poll(watched, 2, untilDeadline(deadline)) <= 0) {
         return false;
+    }
     char rings[256];
-    while (::read(m_read, rings, sizeof rings) == static_cast<ssize_t>(sizeof rings)) {
+    while (::read(m_Read, rings, sizeof rings) == static_cast<ssize_t>(sizeof rings)) {
     }
     return watched[1].revents != 0;
 }

@@ -27,16 +27,16 @@ class Wakeup {
     /// descriptor to watch, or -1. Returns whether there is something to read from it.
     bool wait(int input, Deadline deadline) const;
 
-    bool interrupted() const { return m_interrupted; }
+    bool interrupted() const { return m_Interrupted; }
 
   private:
     void watchSignals();
 
-    int m_read;
-    int m_write;
-    std::atomic<bool> m_interrupted{false};
-    std::atomic<bool> m_ending{false};
-    std::thread m_watch; // the only thread that gets signals
+    int m_Read;
+    int m_Write;
+    std::atomic<bool> m_Interrupted{false};
+    std::atomic<bool> m_Ending{false};
+    std::thread m_Watch; // the only thread that gets signals
 };
 
 #endif

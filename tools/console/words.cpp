@@ -122,8 +122,9 @@ std::string mnemonicOf(Tk::TextCommands parameter) {
     std::string letters;
     for (int shift = 16; shift >= 0; shift -= 8) {
         const int letter = (parameter >> shift) & 0xFF;
-        if (letter != 0)
+        if (letter != 0) {
             letters += static_cast<char>(letter);
+        }
     }
     return letters;
 }
@@ -132,8 +133,9 @@ Tk::TextCommands packed(const std::string &mnemonic) {
     int number = 0;
     for (const char each : mnemonic) {
         const char letter = upper(each);
-        if (letter < 'A' || letter > 'Z' || mnemonic.size() > 3)
+        if (letter < 'A' || letter > 'Z' || mnemonic.size() > 3) {
             return Tk::TextCommands{};
+        }
         number = number * 256 + letter;
     }
     return mnemonic.size() < 2 ? Tk::TextCommands{} : static_cast<Tk::TextCommands>(number);

@@ -13,10 +13,10 @@ constexpr Milliseconds answerLimit = 1000;
 /// units) and leaves it at 1000 units a second; the housing is at half of it.
 class TubeLoad {
   public:
-    explicit TubeLoad(Parameters &parameters) : m_parameters(parameters) {}
+    explicit TubeLoad(Parameters &parameters) : m_Parameters(parameters) {}
 
     void add(int kv, double mas, Milliseconds now);
-    void clearDose() { m_dose = 0; }
+    void clearDose() { m_Dose = 0; }
 
     /// Brings heat and accumulated dose of the parameters up to date.
     void refresh(Milliseconds now);
@@ -24,10 +24,10 @@ class TubeLoad {
   private:
     void cool(Milliseconds now);
 
-    Parameters &m_parameters;
-    double m_heatUnits = 0;
-    double m_dose = 0;
-    Milliseconds m_cooledAt = 0;
+    Parameters &m_Parameters;
+    double m_HeatUnits = 0;
+    double m_Dose = 0;
+    Milliseconds m_CooledAt = 0;
 };
 
 /// Prep and exposure as the two stages of a hand switch. Each stage is announced to the console,
@@ -52,8 +52,8 @@ class Radiography {
     /// When `advance` has something to do next.
     std::optional<Milliseconds> deadline() const;
 
-    bool idle() const { return m_state == State::idle; }
-    bool exposing() const { return m_state == State::exposing; }
+    bool idle() const { return m_State == State::idle; }
+    bool exposing() const { return m_State == State::exposing; }
 
   private:
     enum class State { idle, prepAsked, prepped, exposureAsked, exposing };
@@ -65,13 +65,13 @@ class Radiography {
     void endExposure(Milliseconds now);
     Milliseconds realLength() const;
 
-    Parameters &m_parameters;
-    TubeLoad &m_load;
-    Output &m_output;
-    double m_timeScale;
-    State m_state = State::idle;
-    Milliseconds m_startedAt = 0;
-    Milliseconds m_deadline = 0;
+    Parameters &m_Parameters;
+    TubeLoad &m_Load;
+    Output &m_Output;
+    double m_TimeScale;
+    State m_State = State::idle;
+    Milliseconds m_StartedAt = 0;
+    Milliseconds m_Deadline = 0;
 };
 
 /// Fluoroscopy: prep and exposure are asked for one after the other, and last until the pedal is
@@ -79,7 +79,7 @@ class Radiography {
 class Fluoroscopy {
   public:
     Fluoroscopy(Parameters &parameters, TubeLoad &load, Output &output)
-        : m_parameters(parameters), m_load(load), m_output(output) {}
+        : m_Parameters(parameters), m_Load(load), m_Output(output) {}
 
     bool start(Milliseconds now);
     bool stop(Milliseconds now);
@@ -93,8 +93,8 @@ class Fluoroscopy {
     /// Brings the timers of the parameters up to date.
     void refresh(Milliseconds now);
 
-    bool idle() const { return m_state == State::idle; }
-    bool exposing() const { return m_state == State::exposing; }
+    bool idle() const { return m_State == State::idle; }
+    bool exposing() const { return m_State == State::exposing; }
 
   private:
     enum class State { idle, prepAsked, exposureAsked, exposing };
@@ -104,13 +104,13 @@ class Fluoroscopy {
     void endPrep();
     int seconds(Milliseconds now) const;
 
-    Parameters &m_parameters;
-    TubeLoad &m_load;
-    Output &m_output;
-    State m_state = State::idle;
-    int m_secondsBefore = 0;
-    Milliseconds m_startedAt = 0;
-    Milliseconds m_deadline = 0;
+    Parameters &m_Parameters;
+    TubeLoad &m_Load;
+    Output &m_Output;
+    State m_State = State::idle;
+    int m_SecondsBefore = 0;
+    Milliseconds m_StartedAt = 0;
+    Milliseconds m_Deadline = 0;
 };
 
 } // namespace tksim

@@ -17,11 +17,13 @@ std::uint8_t sumOf(const Bytes &bytes, std::size_t count) {
 
 bool isPlainText(const Bytes &bytes) {
     if (bytes.size() < 3 || bytes[bytes.size() - 2] != endOfText ||
-        sumOf(bytes, bytes.size() - 1) != bytes.back())
+        sumOf(bytes, bytes.size() - 1) != bytes.back()) {
         return false;
+    }
     for (std::size_t i = 0; i + 2 < bytes.size(); ++i) {
-        if (bytes[i] < 0x20 || bytes[i] > 0x7E)
+        if (bytes[i] < 0x20 || bytes[i] > 0x7E) {
             return false;
+        }
     }
     return true;
 }
@@ -47,57 +49,68 @@ Bytes encode(std::string_view text) {
 }
 
 std::string readable(const Bytes &bytes) {
-    if (bytes.size() == 1 && bytes[0] == ack)
+    if (bytes.size() == 1 && bytes[0] == ack) {
         return "ACK";
-    if (bytes.size() == 1 && bytes[0] == nak)
+    }
+    if (bytes.size() == 1 && bytes[0] == nak) {
         return "NAK";
-    if (isPlainText(bytes))
+    }
+    if (isPlainText(bytes)) {
         return std::string(bytes.begin(), bytes.end() - 2);
+    }
     return hexadecimal(bytes);
 }
 
 std::optional<Frame> FrameReader::push(std::uint8_t byte, Milliseconds now) {
-    if (now - m_lastByte >= quietLimit)
-        m_bytes.clear();
-    m_lastByte = now;
-    m_bytes.push_back(byte);
-    if (m_bytes.size() == 1 && byte == ack)
+    if (now - m_LastByte >= quietLimit) {
+        m_Bytes.clear();
+    }
+    m_LastByte = now;
+    m_Bytes.push_back(byte);
+    if (m_Bytes.size() == 1 && byte == ack) {
         return finish(FrameKind::acknowledge);
-    if (m_bytes.size() == 1 && byte == nak)
+    }
+    if (m_Bytes.size() == 1 && byte == nak) {
         return finish(FrameKind::negative);
-    return m_bytes[0] == startOfRecord ? record() : text();
+    }
+    return m_Bytes[0] == startOfRecord ? record() : text();
 }
 
 std::optional<Frame> FrameReader::record() {
-    if (m_bytes.size() < recordHeader)
-        return std::nullopt;
-    const std::size_t length = (std::size_t{m_bytes[2]} << 8) + m_bytes[3] + recordHeader + 1;
-    if (length > longestRecord) {
-        m_bytes.clear();
+    if (m_Bytes.size() < recordHeader) {
         return std::nullopt;
     }
-    if (m_bytes.size() < length)
+    const std::size_t length = (std::size_t{m_Bytes[2]} << 8) + m_Bytes[3] + recordHeader + 1;
+    if (length > longestRecord) {
+        m_Bytes.clear();
         return std::nullopt;
+    }
+    if (m_Bytes.size() < length) {
+        return std::nullopt;
+    }
     return finish(sumFits() ? FrameKind::record : FrameKind::damaged);
 }
 
 std::optional<Frame> FrameReader::text() {
-    if (m_bytes.size() >= 2 && m_bytes[m_bytes.size() - 2] == endOfText)
+    if (m_Bytes.size() >= 2 && m_Bytes[m_Bytes.size() - 2] == endOfText) {
         return finish(sumFits() ? FrameKind::text : FrameKind::damaged);
-    if (m_bytes.size() >= longestText)
-        m_bytes.clear();
+    }
+    if (m_Bytes.size() >= longestText) {
+        m_Bytes.clear();
+    }
     return std::nullopt;
 }
 
 Frame FrameReader::finish(FrameKind kind) {
-    Frame frame{kind, {}, std::exchange(m_bytes, {})};
-    if (kind == FrameKind::text)
+    Frame frame{kind, {}, std::exchange(m_Bytes, {})};
+    if (kind == FrameKind::text) {
         frame.text.assign(frame.bytes.begin(), frame.bytes.end() - 2);
+    }
     return frame;
 }
 
 bool FrameReader::sumFits() const {
-    return sumOf(m_bytes, m_bytes.size() - 1) == m_bytes.back();
+    return sumOf(m_Bytes, m_Bytes.size() - 1) == m_Bytes.back();
 }
 
 } // namespace tksim

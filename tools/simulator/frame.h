@@ -55,7 +55,7 @@ class FrameReader {
     std::optional<Frame> push(std::uint8_t byte, Milliseconds now);
 
     /// Drops an unfinished frame.
-    void clear() { m_bytes.clear(); }
+    void clear() { m_Bytes.clear(); }
 
   private:
     std::optional<Frame> record();
@@ -63,8 +63,8 @@ class FrameReader {
     Frame finish(FrameKind kind);
     bool sumFits() const;
 
-    Bytes m_bytes;
-    Milliseconds m_lastByte = 0;
+    Bytes m_Bytes;
+    Milliseconds m_LastByte = 0;
 };
 
 } // namespace tksim

@@ -18,14 +18,18 @@ bool isQuery(std::string_view value) {
 }
 
 std::optional<Parameters::Step> stepOf(std::string_view value) {
-    if (value == "+")
+    if (value == "+") {
         return Parameters::Step::up;
-    if (value == "-")
+    }
+    if (value == "-") {
         return Parameters::Step::down;
-    if (value == "++")
+    }
+    if (value == "++") {
         return Parameters::Step::largeUp;
-    if (value == "--")
+    }
+    if (value == "--") {
         return Parameters::Step::largeDown;
+    }
     return std::nullopt;
 }
 
@@ -38,8 +42,9 @@ std::string_view withoutSign(const Row &row, std::string_view value) {
 
 std::size_t lettersAt(std::string_view text, std::size_t start) {
     std::size_t end = start;
-    while (end < text.size() && text[end] >= 'A' && text[end] <= 'Z')
+    while (end < text.size() && text[end] >= 'A' && text[end] <= 'Z') {
         ++end;
+    }
     return end - start;
 }
 
@@ -50,17 +55,20 @@ Program parseProgram(std::string_view line, const Parameters &parameters) {
     Program program;
     std::size_t at = 0;
     while (at < line.size()) {
-        if (line[at] != ' ')
+        if (line[at] != ' ') {
             return {};
+        }
         const std::size_t letters = lettersAt(line, at + 1);
         const Row *row = parameters.find(line.substr(at + 1, letters));
-        if (!row || !isSetting(*row))
+        if (!row || !isSetting(*row)) {
             return {};
+        }
         at += 1 + letters;
         const auto width = static_cast<std::size_t>(row->width);
         const auto value = number(withoutSign(*row, line.substr(at, width)));
-        if (!value || at + width > line.size())
+        if (!value || at + width > line.size()) {
             return {};
+        }
         program.emplace_back(row, *value);
         at += width;
     }
@@ -74,16 +82,17 @@ void append(std::string &items, const std::string &item) {
 } // namespace
 
 Generator::Generator(Family family, int revision, double timeScale)
-    : m_parameters(family, revision), m_radiography(m_parameters, m_load, m_output, timeScale) {}
+    : m_Parameters(family, revision), m_Radiography(m_Parameters, m_Load, m_Output, timeScale) {}
 
 void Generator::receive(const Frame &frame, Milliseconds now) {
-    if (frame.kind == FrameKind::acknowledge || frame.kind == FrameKind::negative)
+    if (frame.kind == FrameKind::acknowledge || frame.kind == FrameKind::negative) {
         return;
+    }
     const std::size_t letters = lettersAt(frame.text, 0);
     const std::string_view text = frame.text;
-    const Row *row = m_parameters.find(text.substr(0, letters));
+    const Row *row = m_Parameters.find(text.substr(0, letters));
     if (frame.kind != FrameKind::text || !row) {
-        m_output.sendByte(nak);
+        m_Output.sendByte(nak);
         return;
     }
     refresh(now);
@@ -105,8 +114,8 @@ void Generator::answer(const Row &row, std::string_view value, Milliseconds now)
     case Kind::set:
         return answerSet(row, value);
     case Kind::reset:
-        m_load.clearDose();
-        return m_output.send(row.mnemonic);
+        m_Load.clearDose();
+        return m_Output.send(row.mnemonic);
     case Kind::program:
         return answerProgram(value);
     case Kind::error:
@@ -115,86 +124,94 @@ void Generator::answer(const Row &row, std::string_view value, Milliseconds now)
 }
 
 void Generator::answerValue(const Row &row, std::string_view value) {
-    if (isQuery(value) || stepOf(value))
-        m_output.send(m_parameters.item(row.mnemonic));
-    else
-        m_output.sendByte(nak);
+    if (isQuery(value) || stepOf(value)) {
+        m_Output.send(m_Parameters.item(row.mnemonic));
+    } else {
+        m_Output.sendByte(nak);
+    }
 }
 
 void Generator::answerSetting(const Row &row, std::string_view value) {
     const auto step = stepOf(value);
     if (const auto wanted = number(value)) {
         setValue(row, *wanted);
-    } else if (step && !m_radiography.exposing()) {
-        const Parameters::Values before = m_parameters.values();
-        m_parameters.step(row, *step);
-        sendWithChanges(m_parameters.item(row.mnemonic), {&row}, before);
+    } else if (step && !m_Radiography.exposing()) {
+        const Parameters::Values before = m_Parameters.values();
+        m_Parameters.step(row, *step);
+        sendWithChanges(m_Parameters.item(row.mnemonic), {&row}, before);
     } else {
         answerValue(row, value);
     }
 }
 
 void Generator::setValue(const Row &row, int wanted) {
-    const Parameters::Values before = m_parameters.values();
-    const bool inhibited = m_radiography.exposing();
-    const bool taken = !inhibited && m_parameters.set(row, wanted);
-    if (!taken)
+    const Parameters::Values before = m_Parameters.values();
+    const bool inhibited = m_Radiography.exposing();
+    const bool taken = !inhibited && m_Parameters.set(row, wanted);
+    if (!taken) {
         sendError(inhibited ? modeInhibited : row.limit);
-    if (!m_answerByAck)
-        sendWithChanges(m_parameters.item(row.mnemonic), {&row}, before);
-    else if (taken) // else the error has been the answer, and an ACK would answer the next frame
-        m_output.sendByte(ack);
+    }
+    if (!m_AnswerByAck) {
+        sendWithChanges(m_Parameters.item(row.mnemonic), {&row}, before);
+    } else if (taken) { // else the error has been the answer, and an ACK would answer the next
+                        // frame
+        m_Output.sendByte(ack);
+    }
 }
 
 void Generator::answerSet(const Row &row, std::string_view value) {
     const bool configuration = row.mnemonic == "CD";
     const auto argument = number(value);
     if (!value.empty() && !(configuration && argument)) {
-        m_output.sendByte(nak);
+        m_Output.sendByte(nak);
         return;
     }
     if (configuration) {
-        const int wanted = argument.value_or(m_parameters.value("WS"));
+        const int wanted = argument.value_or(m_Parameters.value("WS"));
         const int described = std::clamp(wanted, 1, workstations);
-        if (described != wanted)
+        if (described != wanted) {
             sendError(invalidParameter);
-        m_parameters.describeStation(described);
+        }
+        m_Parameters.describeStation(described);
     }
     std::string items;
     for (const std::string_view mnemonic : itemsOf(row)) {
-        if (m_parameters.find(mnemonic))
-            append(items, m_parameters.item(mnemonic));
+        if (m_Parameters.find(mnemonic)) {
+            append(items, m_Parameters.item(mnemonic));
+        }
     }
-    m_output.send(items);
+    m_Output.send(items);
 }
 
 void Generator::answerHandshake(const Row &row, std::string_view value, Milliseconds now) {
     const auto state = number(value);
-    if (!state)
+    if (!state) {
         answerValue(row, value);
-    else if (row.mnemonic == "PR" || row.mnemonic == "XR")
-        m_radiography.heard(row.mnemonic, *state, now);
-    else
-        m_fluoroscopy.heard(row.mnemonic, *state, now);
+    } else if (row.mnemonic == "PR" || row.mnemonic == "XR") {
+        m_Radiography.heard(row.mnemonic, *state, now);
+    } else {
+        m_Fluoroscopy.heard(row.mnemonic, *state, now);
+    }
 }
 
 void Generator::answerProgram(std::string_view line) {
-    const Program program = parseProgram(line, m_parameters);
+    const Program program = parseProgram(line, m_Parameters);
     if (program.empty() || program.front().first->mnemonic != "WS") {
-        m_output.sendByte(nak);
+        m_Output.sendByte(nak);
         return;
     }
-    const Parameters::Values before = m_parameters.values();
-    if (m_radiography.exposing()) {
+    const Parameters::Values before = m_Parameters.values();
+    if (m_Radiography.exposing()) {
         sendError(modeInhibited);
     } else {
-        for (const Row *refused : m_parameters.load(program))
+        for (const Row *refused : m_Parameters.load(program)) {
             sendError(refused->limit);
+        }
     }
     std::string items;
     std::vector<const Row *> rows;
     for (const auto &[row, wanted] : program) {
-        append(items, m_parameters.item(row->mnemonic));
+        append(items, m_Parameters.item(row->mnemonic));
         rows.push_back(row);
     }
     sendWithChanges(items, rows, before);
@@ -202,124 +219,134 @@ void Generator::answerProgram(std::string_view line) {
 
 void Generator::sendWithChanges(std::string items, const std::vector<const Row *> &rows,
                                 const Parameters::Values &before) {
-    for (const std::string &item : m_parameters.changesSince(before, rows))
+    for (const std::string &item : m_Parameters.changesSince(before, rows)) {
         append(items, item);
-    m_output.send(items);
+    }
+    m_Output.send(items);
 }
 
 void Generator::echoedError(const Row &row, std::string_view value) {
     const auto code = number(value);
     const auto echoed = [&](const LatchedError &each) { return code && each.code == *code; };
-    const auto rest = std::remove_if(m_latched.begin(), m_latched.end(), echoed);
-    if (row.mnemonic != "EL" || rest == m_latched.end())
+    const auto rest = std::remove_if(m_Latched.begin(), m_Latched.end(), echoed);
+    if (row.mnemonic != "EL" || rest == m_Latched.end()) {
         return;
-    m_latched.erase(rest, m_latched.end());
-    m_output.print("latched " + std::to_string(*code) + " acknowledged");
+    }
+    m_Latched.erase(rest, m_Latched.end());
+    m_Output.print("latched " + std::to_string(*code) + " acknowledged");
 }
 
 void Generator::sendError(int code) {
-    m_output.send(format(*find("ER"), code));
+    m_Output.send(format(*find("ER"), code));
 }
 
 void Generator::advance(Milliseconds now) {
-    m_radiography.advance(now);
-    m_fluoroscopy.advance(now);
-    for (LatchedError &each : m_latched) {
-        if (now < each.next)
+    m_Radiography.advance(now);
+    m_Fluoroscopy.advance(now);
+    for (LatchedError &each : m_Latched) {
+        if (now < each.next) {
             continue;
-        if (each.sent < sendsOfLatchedError)
-            m_output.send(format(*find("EL"), each.code));
-        else
-            m_output.print("latched " + std::to_string(each.code) + " unanswered");
+        }
+        if (each.sent < sendsOfLatchedError) {
+            m_Output.send(format(*find("EL"), each.code));
+        } else {
+            m_Output.print("latched " + std::to_string(each.code) + " unanswered");
+        }
         ++each.sent;
         each.next += latchedPeriod;
     }
     const auto over = [](const LatchedError &each) { return each.sent > sendsOfLatchedError; };
-    m_latched.erase(std::remove_if(m_latched.begin(), m_latched.end(), over), m_latched.end());
+    m_Latched.erase(std::remove_if(m_Latched.begin(), m_Latched.end(), over), m_Latched.end());
 }
 
 std::optional<Milliseconds> Generator::deadline() const {
-    std::optional<Milliseconds> first = m_radiography.deadline();
+    std::optional<Milliseconds> first = m_Radiography.deadline();
     const auto consider = [&](std::optional<Milliseconds> other) {
-        if (other && (!first || *other < *first))
+        if (other && (!first || *other < *first)) {
             first = other;
+        }
     };
-    consider(m_fluoroscopy.deadline());
-    for (const LatchedError &each : m_latched)
+    consider(m_Fluoroscopy.deadline());
+    for (const LatchedError &each : m_Latched) {
         consider(each.next);
+    }
     return first;
 }
 
 /// Brings up to date what follows from time and state alone.
 void Generator::refresh(Milliseconds now) {
-    const auto value = [this](std::string_view mnemonic) { return m_parameters.value(mnemonic); };
-    m_load.refresh(now);
-    m_fluoroscopy.refresh(now);
+    const auto value = [this](std::string_view mnemonic) { return m_Parameters.value(mnemonic); };
+    m_Load.refresh(now);
+    m_Fluoroscopy.refresh(now);
     const int kv = value("KV");
     const int fluoroKv = value("FLK");
-    const int rate = m_radiography.exposing()   ? kv * kv * value("MA") / 1000
-                     : m_fluoroscopy.exposing() ? fluoroKv * fluoroKv * value("FLM") / 10000
+    const int rate = m_Radiography.exposing()   ? kv * kv * value("MA") / 1000
+                     : m_Fluoroscopy.exposing() ? fluoroKv * fluoroKv * value("FLM") / 10000
                                                 : 0;
-    m_parameters.put("DR", rate);
-    m_parameters.put("KW", (kv * value("MA") + 500) / 1000);
-    m_parameters.put("ST", value("PR") * prepBit + value("XR") * exposureBit +
-                               value("FLX") * fluoroBit + (m_latched.empty() ? 0 : latchedBit));
+    m_Parameters.put("DR", rate);
+    m_Parameters.put("KW", (kv * value("MA") + 500) / 1000);
+    m_Parameters.put("ST", value("PR") * prepBit + value("XR") * exposureBit +
+                               value("FLX") * fluoroBit + (m_Latched.empty() ? 0 : latchedBit));
 }
 
 bool Generator::prep(Milliseconds now) {
-    return m_fluoroscopy.idle() && m_radiography.prep(now);
+    return m_Fluoroscopy.idle() && m_Radiography.prep(now);
 }
 
 bool Generator::expose(Milliseconds now) {
-    return m_radiography.expose(now);
+    return m_Radiography.expose(now);
 }
 
 bool Generator::release(Milliseconds now) {
-    return m_radiography.release(now);
+    return m_Radiography.release(now);
 }
 
 bool Generator::fluoro(bool on, Milliseconds now) {
-    if (!on)
-        return m_fluoroscopy.stop(now);
-    return m_parameters.find("FLX") && m_radiography.idle() && m_fluoroscopy.start(now);
+    if (!on) {
+        return m_Fluoroscopy.stop(now);
+    }
+    return m_Parameters.find("FLX") && m_Radiography.idle() && m_Fluoroscopy.start(now);
 }
 
 void Generator::error(int code) {
     sendError(code);
-    m_output.print("error " + std::to_string(code));
+    m_Output.print("error " + std::to_string(code));
 }
 
 void Generator::latched(int code, Milliseconds now) {
-    m_latched.push_back({code, 0, now});
-    m_output.print("latched " + std::to_string(code));
+    m_Latched.push_back({code, 0, now});
+    m_Output.print("latched " + std::to_string(code));
     advance(now);
 }
 
 bool Generator::change(std::string_view mnemonic, int value) {
-    const Row *row = m_parameters.find(mnemonic);
-    if (!row || !(isSetting(*row) || row->kind == Kind::reading))
+    const Row *row = m_Parameters.find(mnemonic);
+    if (!row || !(isSetting(*row) || row->kind == Kind::reading)) {
         return false;
-    const Parameters::Values before = m_parameters.values();
-    if (isSetting(*row))
-        m_parameters.set(*row, value);
-    else
-        m_parameters.put(mnemonic, value);
-    sendWithChanges(m_parameters.item(mnemonic), {row}, before);
-    m_output.print("set " + m_parameters.item(mnemonic));
+    }
+    const Parameters::Values before = m_Parameters.values();
+    if (isSetting(*row)) {
+        m_Parameters.set(*row, value);
+    } else {
+        m_Parameters.put(mnemonic, value);
+    }
+    sendWithChanges(m_Parameters.item(mnemonic), {row}, before);
+    m_Output.print("set " + m_Parameters.item(mnemonic));
     return true;
 }
 
 void Generator::show(Milliseconds now) {
     refresh(now);
     for (const Row &row : vocabulary) {
-        if (row.width > 0 && row.kind != Kind::error && m_parameters.find(row.mnemonic))
-            m_output.print("value " + std::string(row.mnemonic) + " " +
-                           std::to_string(m_parameters.value(row.mnemonic)));
+        if (row.width > 0 && row.kind != Kind::error && m_Parameters.find(row.mnemonic)) {
+            m_Output.print("value " + std::string(row.mnemonic) + " " +
+                           std::to_string(m_Parameters.value(row.mnemonic)));
+        }
     }
 }
 
 Output Generator::takeOutput() {
-    return std::exchange(m_output, {});
+    return std::exchange(m_Output, {});
 }
 
 } // namespace tksim

@@ -39,7 +39,7 @@ class Generator {
     bool change(std::string_view mnemonic, int value);
 
     /// Answers plain settings by a lone ACK instead of an echo.
-    void answerByAck(bool on) { m_answerByAck = on; }
+    void answerByAck(bool on) { m_AnswerByAck = on; }
 
     /// Prints every value.
     void show(Milliseconds now);
@@ -66,13 +66,13 @@ class Generator {
     void sendWithChanges(std::string items, const std::vector<const Row *> &rows,
                          const Parameters::Values &before);
 
-    Output m_output;
-    Parameters m_parameters;
-    TubeLoad m_load{m_parameters};
-    Radiography m_radiography;
-    Fluoroscopy m_fluoroscopy{m_parameters, m_load, m_output};
-    std::vector<LatchedError> m_latched;
-    bool m_answerByAck = false;
+    Output m_Output;
+    Parameters m_Parameters;
+    TubeLoad m_Load{m_Parameters};
+    Radiography m_Radiography;
+    Fluoroscopy m_Fluoroscopy{m_Parameters, m_Load, m_Output};
+    std::vector<LatchedError> m_Latched;
+    bool m_AnswerByAck = false;
 };
 
 } // namespace tksim

@@ -58,53 +58,57 @@ class Program {
     void flush();
     void print(const std::string &line) { std::cout << line << '\n' << std::flush; }
 
-    const Arguments &m_arguments;
-    Simulator m_simulator;
-    std::unique_ptr<Pty> m_pty;
-    std::string m_input;
-    bool m_inputOpen = true;
-    bool m_running = true;
-    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    const Arguments &m_Arguments;
+    Simulator m_Simulator;
+    std::unique_ptr<Pty> m_Pty;
+    std::string m_Input;
+    bool m_InputOpen = true;
+    bool m_Running = true;
+    std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
 };
 
 Program::Program(const Arguments &arguments)
-    : m_arguments(arguments), m_simulator(arguments.simulator) {
+    : m_Arguments(arguments), m_Simulator(arguments.simulator) {
     for (const auto &[name, percent] : arguments.percent) {
-        if (!percent.empty())
-            m_simulator.command(std::string(name).append(" ").append(percent), 0);
+        if (!percent.empty()) {
+            m_Simulator.command(std::string(name).append(" ").append(percent), 0);
+        }
     }
-    if (!arguments.delay.empty())
-        m_simulator.command("delay " + arguments.delay + " " + arguments.delayPercent, 0);
-    if (arguments.ack)
-        m_simulator.command("ack on", 0);
-    m_simulator.takeLines(); // nothing is printed before the device
+    if (!arguments.delay.empty()) {
+        m_Simulator.command("delay " + arguments.delay + " " + arguments.delayPercent, 0);
+    }
+    if (arguments.ack) {
+        m_Simulator.command("ack on", 0);
+    }
+    m_Simulator.takeLines(); // nothing is printed before the device
 }
 
 Milliseconds Program::now() const {
-    const auto passed = std::chrono::steady_clock::now() - m_start;
+    const auto passed = std::chrono::steady_clock::now() - m_Start;
     return static_cast<Milliseconds>(
         std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
 }
 
 void Program::run() {
     plug();
-    while (m_running && !stopped) {
+    while (m_Running && !stopped) {
         const bool inputReady = wait();
         readDevice();
-        if (inputReady)
+        if (inputReady) {
             readInput();
-        m_simulator.advance(now());
+        }
+        m_Simulator.advance(now());
         flush();
     }
 }
 
 /// Sleeps until something is to be read or done; whether that is input. Signals come in only here.
 bool Program::wait() {
-    pollfd waiting[3] = {{m_inputOpen ? STDIN_FILENO : -1, POLLIN, 0},
-                         {m_pty ? m_pty->dataFd() : -1, POLLIN, 0},
-                         {m_pty ? m_pty->watchFd() : -1, POLLIN, 0}};
+    pollfd waiting[3] = {{m_InputOpen ? STDIN_FILENO : -1, POLLIN, 0},
+                         {m_Pty ? m_Pty->dataFd() : -1, POLLIN, 0},
+                         {m_Pty ? m_Pty->watchFd() : -1, POLLIN, 0}};
     timespec limit{};
-    const std::optional<Milliseconds> deadline = m_simulator.deadline();
+    const std::optional<Milliseconds> deadline = m_Simulator.deadline();
     if (deadline) {
         const Milliseconds present = now();
         const Milliseconds left = *deadline > present ? *deadline - present : 0;
@@ -117,68 +121,78 @@ bool Program::wait() {
 }
 
 void Program::readDevice() {
-    if (!m_pty)
+    if (!m_Pty) {
         return;
-    const Pty::Console console = m_pty->watch();
-    if (console == Pty::Console::opened)
+    }
+    const Pty::Console console = m_Pty->watch();
+    if (console == Pty::Console::opened) {
         print("device opened");
-    const Bytes bytes = m_pty->read();
-    m_simulator.receive(bytes.data(), bytes.size(), now());
-    if (console == Pty::Console::closed)
+    }
+    const Bytes bytes = m_Pty->read();
+    m_Simulator.receive(bytes.data(), bytes.size(), now());
+    if (console == Pty::Console::closed) {
         print("device closed");
+    }
 }
 
 void Program::readInput() {
     char bytes[1024];
     const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
-    if (count < 0 && errno == EINTR)
+    if (count < 0 && errno == EINTR) {
         return;
-    m_inputOpen = count > 0;
-    for (ssize_t i = 0; i < count && m_running; ++i) {
-        if (bytes[i] == '\n')
-            command(std::exchange(m_input, {}));
-        else if (m_input.size() < longestLine)
-            m_input += bytes[i];
     }
-    if (m_inputOpen || !m_running)
+    m_InputOpen = count > 0;
+    for (ssize_t i = 0; i < count && m_Running; ++i) {
+        if (bytes[i] == '\n') {
+            command(std::exchange(m_Input, {}));
+        } else if (m_Input.size() < longestLine) {
+            m_Input += bytes[i];
+        }
+    }
+    if (m_InputOpen || !m_Running) {
         return;
-    command(std::exchange(m_input, {}));
-    m_running = m_running && !m_arguments.exitOnEof;
+    }
+    command(std::exchange(m_Input, {}));
+    m_Running = m_Running && !m_Arguments.exitOnEof;
 }
 
 void Program::command(const std::string &line) {
-    const Simulator::Request request = m_simulator.command(line, now());
+    const Simulator::Request request = m_Simulator.command(line, now());
     flush();
-    if (request == Simulator::Request::quit)
-        m_running = false;
-    else if (request == Simulator::Request::plug)
+    if (request == Simulator::Request::quit) {
+        m_Running = false;
+    } else if (request == Simulator::Request::plug) {
         plug();
-    else if (request == Simulator::Request::unplug)
+    } else if (request == Simulator::Request::unplug) {
         unplug();
+    }
 }
 
 void Program::plug() {
-    m_pty.reset(); // first, so that its link makes way
-    m_simulator.unplugged();
-    m_pty = std::make_unique<Pty>(m_arguments.link);
-    print("device " + m_pty->path());
+    m_Pty.reset(); // first, so that its link makes way
+    m_Simulator.unplugged();
+    m_Pty = std::make_unique<Pty>(m_Arguments.link);
+    print("device " + m_Pty->path());
 }
 
 void Program::unplug() {
-    m_pty.reset();
-    m_simulator.unplugged();
+    m_Pty.reset();
+    m_Simulator.unplugged();
     print("unplugged");
 }
 
 /// Writes what is due on the line and prints what has happened.
 void Program::flush() {
-    if (!m_pty)
-        m_simulator.unplugged();
-    const Bytes bytes = m_simulator.takeBytes(now());
-    for (const std::string &line : m_simulator.takeLines())
+    if (!m_Pty) {
+        m_Simulator.unplugged();
+    }
+    const Bytes bytes = m_Simulator.takeBytes(now());
+    for (const std::string &line : m_Simulator.takeLines()) {
         print(line);
-    if (m_pty && !bytes.empty())
-        m_pty->write(bytes);
+    }
+    if (m_Pty && !bytes.empty()) {
+        m_Pty->write(bytes);
+    }
 }
 
 /// Signals end the program in order, but only while it waits; a reader that went away doesn't.
@@ -198,8 +212,9 @@ void prepareSignals() {
 
 std::string footer() {
     std::string text = "Commands on standard input, one a line:\n";
-    for (const std::string &line : Simulator::commandHelp())
+    for (const std::string &line : Simulator::commandHelp()) {
         text += "  " + line + "\n";
+    }
     return text +
            "\nExit codes: 0 ended by quit, end of input or a signal; 1 the device or its link "
            "could not be made; 2 wrong arguments.\n";
@@ -215,10 +230,11 @@ void addMishaps(CLI::App &app, Arguments &arguments) {
         {"nak", "Send a NAK in place of frames"},
         {"garbage", "Send random bytes before frames"},
     };
-    for (const auto &[name, meaning] : mishaps)
+    for (const auto &[name, meaning] : mishaps) {
         app.add_option("--" + std::string(name), arguments.percent[name], meaning)
             ->check(percent)
             ->option_text("PERCENT");
+    }
     app.add_option("--delay", arguments.delay, "Send frames late")
         ->check(CLI::Range(0, 60000))
         ->option_text("MILLISECONDS");
@@ -266,8 +282,9 @@ int main(int argc, char **argv) try {
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? 0 : exitUsage;
     }
-    if (arguments.family == "brn450")
+    if (arguments.family == "brn450") {
         arguments.simulator.family = Family::brn450;
+    }
     prepareSignals();
     Program(arguments).run();
     return 0;

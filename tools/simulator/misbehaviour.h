@@ -38,10 +38,10 @@ class Misbehaviour {
     void setPercent(Mishap mishap, double percent);
 
     /// How late a delayed frame is.
-    void setDelay(Milliseconds delay) { m_delay = delay; }
+    void setDelay(Milliseconds delay) { m_Delay = delay; }
 
     /// From now on nothing goes out before `end`.
-    void setSilence(Milliseconds end) { m_silenceEnd = end; }
+    void setSilence(Milliseconds end) { m_SilenceEnd = end; }
 
     /// What goes out in place of one frame, in order.
     std::vector<Transmission> apply(const Bytes &frame, Milliseconds now);
@@ -54,11 +54,11 @@ class Misbehaviour {
     std::size_t random(Mishap mishap, std::size_t limit);
     Bytes garbage();
 
-    std::array<std::mt19937, mishaps> m_random;
-    std::array<double, mishaps> m_percent{};
-    Milliseconds m_delay = 0;
-    Milliseconds m_silenceEnd = 0;
-    Milliseconds m_lastDue = 0;
+    std::array<std::mt19937, mishaps> m_Random;
+    std::array<double, mishaps> m_Percent{};
+    Milliseconds m_Delay = 0;
+    Milliseconds m_SilenceEnd = 0;
+    Milliseconds m_LastDue = 0;
 };
 
 } // namespace tksim

@@ -38,7 +38,7 @@ class Parameters {
     /// whose values could not be taken.
     std::vector<const Row *> load(const std::vector<std::pair<const Row *, int>> &program);
 
-    const Values &values() const { return m_values; }
+    const Values &values() const { return m_Values; }
 
     /// "KV070".
     std::string item(std::string_view mnemonic) const;
@@ -56,8 +56,8 @@ class Parameters {
     void followStation();
     void settle(std::string_view changed);
 
-    Family m_family;
-    Values m_values{};
+    Family m_Family;
+    Values m_Values{};
 };
 
 } // namespace tksim

@@ -22,28 +22,32 @@ namespace {
 }
 
 void closeOne(int &descriptor) {
-    if (descriptor >= 0)
+    if (descriptor >= 0) {
         ::close(descriptor);
+    }
     descriptor = -1;
 }
 
 void makeRaw(int terminal) {
     termios settings{};
-    if (tcgetattr(terminal, &settings) != 0)
+    if (tcgetattr(terminal, &settings) != 0) {
         fail("terminal settings");
+    }
     cfmakeraw(&settings);
     settings.c_cflag = (settings.c_cflag & ~static_cast<tcflag_t>(CSIZE)) | CS8 | CLOCAL | CREAD;
-    if (tcsetattr(terminal, TCSANOW, &settings) != 0)
+    if (tcsetattr(terminal, TCSANOW, &settings) != 0) {
         fail("terminal settings");
+    }
 }
 
 } // namespace
 
-Pty::Pty(const std::string &link) : m_link(link) {
+Pty::Pty(const std::string &link) : m_Link(link) {
     try {
         open();
-        if (!m_link.empty())
+        if (!m_Link.empty()) {
             makeLink();
+        }
     } catch (...) {
         closeAll();
         throw;
@@ -53,50 +57,55 @@ Pty::Pty(const std::string &link) : m_link(link) {
 Pty::~Pty() {
     std::array<char, 256> target{};
     const auto length =
-        m_link.empty() ? -1 : readlink(m_link.c_str(), target.data(), target.size());
-    if (length > 0 && m_path == std::string(target.data(), static_cast<std::size_t>(length)))
-        unlink(m_link.c_str());
+        m_Link.empty() ? -1 : readlink(m_Link.c_str(), target.data(), target.size());
+    if (length > 0 && m_Path == std::string(target.data(), static_cast<std::size_t>(length))) {
+        unlink(m_Link.c_str());
+    }
     closeAll();
 }
 
 void Pty::open() {
-    m_master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+    m_Master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
     std::array<char, 128> name{};
-    if (m_master < 0 || grantpt(m_master) != 0 || unlockpt(m_master) != 0 ||
-        ptsname_r(m_master, name.data(), name.size()) != 0)
+    if (m_Master < 0 || grantpt(m_Master) != 0 || unlockpt(m_Master) != 0 ||
+        ptsname_r(m_Master, name.data(), name.size()) != 0) {
         fail("pseudo terminal");
-    m_path = name.data();
-    m_slave = ::open(m_path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    if (m_slave < 0)
-        fail(m_path);
-    makeRaw(m_slave);
-    m_watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    if (m_watch < 0 || inotify_add_watch(m_watch, m_path.c_str(), IN_OPEN | IN_CLOSE) < 0)
-        fail("watch on " + m_path);
+    }
+    m_Path = name.data();
+    m_Slave = ::open(m_Path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (m_Slave < 0) {
+        fail(m_Path);
+    }
+    makeRaw(m_Slave);
+    m_Watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (m_Watch < 0 || inotify_add_watch(m_Watch, m_Path.c_str(), IN_OPEN | IN_CLOSE) < 0) {
+        fail("watch on " + m_Path);
+    }
 }
 
 void Pty::makeLink() {
     struct stat present {};
-    if (lstat(m_link.c_str(), &present) == 0) {
+    if (lstat(m_Link.c_str(), &present) == 0) {
         if (!S_ISLNK(present.st_mode)) {
             errno = EEXIST;
-            fail(m_link);
+            fail(m_Link);
         }
-        unlink(m_link.c_str());
+        unlink(m_Link.c_str());
     }
-    if (symlink(m_path.c_str(), m_link.c_str()) != 0)
-        fail(m_link);
+    if (symlink(m_Path.c_str(), m_Link.c_str()) != 0) {
+        fail(m_Link);
+    }
 }
 
 void Pty::closeAll() {
-    closeOne(m_watch);
-    closeOne(m_slave);
-    closeOne(m_master);
+    closeOne(m_Watch);
+    closeOne(m_Slave);
+    closeOne(m_Master);
 }
 
 Bytes Pty::read() {
     Bytes bytes(4096);
-    const ssize_t count = ::read(m_master, bytes.data(), bytes.size());
+    const ssize_t count = ::read(m_Master, bytes.data(), bytes.size());
     bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
     return bytes;
 }
@@ -104,33 +113,37 @@ Bytes Pty::read() {
 void Pty::write(const Bytes &bytes) {
     std::size_t written = 0;
     while (written < bytes.size()) {
-        const ssize_t count = ::write(m_master, bytes.data() + written, bytes.size() - written);
-        if (count < 0 && errno == EINTR)
+        const ssize_t count = ::write(m_Master, bytes.data() + written, bytes.size() - written);
+        if (count < 0 && errno == EINTR) {
             continue;
-        if (count <= 0)
+        }
+        if (count <= 0) {
             return;
+        }
         written += static_cast<std::size_t>(count);
     }
 }
 
 Pty::Console Pty::watch() {
     alignas(inotify_event) std::array<char, 4096> events{};
-    const int before = m_consoles;
+    const int before = m_Consoles;
     ssize_t count = 0;
-    while ((count = ::read(m_watch, events.data(), events.size())) > 0) {
+    while ((count = ::read(m_Watch, events.data(), events.size())) > 0) {
         for (std::size_t at = 0; at < static_cast<std::size_t>(count);) {
             inotify_event event{};
             std::memcpy(&event, events.data() + at, sizeof event);
-            m_consoles += (event.mask & IN_OPEN) != 0 ? 1 : (event.mask & IN_CLOSE) != 0 ? -1 : 0;
+            m_Consoles += (event.mask & IN_OPEN) != 0 ? 1 : (event.mask & IN_CLOSE) != 0 ? -1 : 0;
             at += sizeof event + event.len;
         }
     }
-    if (before == 0 && m_consoles > 0)
+    if (before == 0 && m_Consoles > 0) {
         return Console::opened;
-    if (before == 0 || m_consoles > 0)
+    }
+    if (before == 0 || m_Consoles > 0) {
         return Console::unchanged;
-    ioctl(m_slave, TIOCNXCL);
-    tcflush(m_slave, TCIFLUSH);
+    }
+    ioctl(m_Slave, TIOCNXCL);
+    tcflush(m_Slave, TCIFLUSH);
     return Console::closed;
 }
 

@@ -21,11 +21,11 @@ class Pty {
     Pty(const Pty &) = delete;
     Pty &operator=(const Pty &) = delete;
 
-    const std::string &path() const { return m_path; }
+    const std::string &path() const { return m_Path; }
 
     /// Descriptors to wait on: for bytes, and for consoles that come and go.
-    int dataFd() const { return m_master; }
-    int watchFd() const { return m_watch; }
+    int dataFd() const { return m_Master; }
+    int watchFd() const { return m_Watch; }
 
     /// Bytes that have come, at most 4096; empty at once when there are none.
     Bytes read();
@@ -43,12 +43,12 @@ class Pty {
     void makeLink();
     void closeAll();
 
-    std::string m_link;
-    std::string m_path;
-    int m_master = -1;
-    int m_slave = -1;
-    int m_watch = -1;
-    int m_consoles = 0;
+    std::string m_Link;
+    std::string m_Path;
+    int m_Master = -1;
+    int m_Slave = -1;
+    int m_Watch = -1;
+    int m_Consoles = 0;
 };
 
 } // namespace tksim

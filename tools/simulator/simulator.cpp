@@ -23,16 +23,18 @@ std::optional<int> numberAt(const std::vector<std::string> &words, std::size_t p
 }
 
 std::optional<double> percentAt(const std::vector<std::string> &words, std::size_t place) {
-    if (place >= words.size())
+    if (place >= words.size()) {
         return std::nullopt;
+    }
     char *end = nullptr;
     const double value = std::strtod(words[place].c_str(), &end);
     return *end == '\0' && value >= 0 && value <= 100 ? std::optional<double>(value) : std::nullopt;
 }
 
 std::optional<bool> switchAt(const std::vector<std::string> &words, std::size_t place) {
-    if (place >= words.size() || (words[place] != "on" && words[place] != "off"))
+    if (place >= words.size() || (words[place] != "on" && words[place] != "off")) {
         return std::nullopt;
+    }
     return words[place] == "on";
 }
 
@@ -80,17 +82,19 @@ const std::vector<Simulator::Command> &Simulator::commands() {
 // clang-format on
 
 Simulator::Simulator(const Options &options)
-    : m_generator(options.family, options.revision, options.timeScale),
-      m_misbehaviour(options.seed), m_trace(options.trace) {}
+    : m_Generator(options.family, options.revision, options.timeScale),
+      m_Misbehaviour(options.seed), m_Trace(options.trace) {}
 
 void Simulator::receive(const std::uint8_t *bytes, std::size_t count, Milliseconds now) {
     for (std::size_t i = 0; i < count; ++i) {
-        const std::optional<Frame> frame = m_reader.push(bytes[i], now);
-        if (!frame)
+        const std::optional<Frame> frame = m_Reader.push(bytes[i], now);
+        if (!frame) {
             continue;
-        if (m_trace)
+        }
+        if (m_Trace) {
             print("< " + readable(frame->bytes));
-        m_generator.receive(*frame, now);
+        }
+        m_Generator.receive(*frame, now);
         collect(now);
     }
 }
@@ -98,19 +102,23 @@ void Simulator::receive(const std::uint8_t *bytes, std::size_t count, Millisecon
 Simulator::Request Simulator::command(const std::string &line, Milliseconds now) {
     std::istringstream stream(line);
     Words words;
-    for (std::string word; stream >> word;)
+    for (std::string word; stream >> word;) {
         words.push_back(word);
-    if (words.empty())
+    }
+    if (words.empty()) {
         return Request::none;
+    }
     for (const Command &command : commands()) {
-        if (words[0] != command.name)
+        if (words[0] != command.name) {
             continue;
+        }
         const Outcome outcome = (this->*command.run)(words, now);
         collect(now);
-        if (outcome == Outcome::notNow)
+        if (outcome == Outcome::notNow) {
             print("not possible now: " + line);
-        else if (outcome == Outcome::misused)
+        } else if (outcome == Outcome::misused) {
             print("usage: " + command.usage());
+        }
         return command.request;
     }
     print("unknown command: " + line);
@@ -118,55 +126,59 @@ Simulator::Request Simulator::command(const std::string &line, Milliseconds now)
 }
 
 Simulator::Outcome Simulator::prep(const Words &, Milliseconds now) {
-    return m_generator.prep(now) ? Outcome::done : Outcome::notNow;
+    return m_Generator.prep(now) ? Outcome::done : Outcome::notNow;
 }
 
 Simulator::Outcome Simulator::expose(const Words &, Milliseconds now) {
-    return m_generator.expose(now) ? Outcome::done : Outcome::notNow;
+    return m_Generator.expose(now) ? Outcome::done : Outcome::notNow;
 }
 
 Simulator::Outcome Simulator::release(const Words &, Milliseconds now) {
-    return m_generator.release(now) ? Outcome::done : Outcome::notNow;
+    return m_Generator.release(now) ? Outcome::done : Outcome::notNow;
 }
 
 Simulator::Outcome Simulator::fluoro(const Words &words, Milliseconds now) {
     const auto on = switchAt(words, 1);
-    if (!on)
+    if (!on) {
         return Outcome::misused;
-    return m_generator.fluoro(*on, now) ? Outcome::done : Outcome::notNow;
+    }
+    return m_Generator.fluoro(*on, now) ? Outcome::done : Outcome::notNow;
 }
 
 Simulator::Outcome Simulator::error(const Words &words, Milliseconds) {
     const auto code = numberAt(words, 1, 1, 255);
-    if (!code)
+    if (!code) {
         return Outcome::misused;
-    m_generator.error(*code);
+    }
+    m_Generator.error(*code);
     return Outcome::done;
 }
 
 Simulator::Outcome Simulator::latched(const Words &words, Milliseconds now) {
     const auto code = numberAt(words, 1, 1, 255);
-    if (!code)
+    if (!code) {
         return Outcome::misused;
-    m_generator.latched(*code, now);
+    }
+    m_Generator.latched(*code, now);
     return Outcome::done;
 }
 
 Simulator::Outcome Simulator::set(const Words &words, Milliseconds) {
     const auto value = words.size() == 3 ? number(words[2]) : std::nullopt;
-    return value && m_generator.change(words[1], *value) ? Outcome::done : Outcome::misused;
+    return value && m_Generator.change(words[1], *value) ? Outcome::done : Outcome::misused;
 }
 
 Simulator::Outcome Simulator::show(const Words &, Milliseconds now) {
-    m_generator.show(now);
+    m_Generator.show(now);
     return Outcome::done;
 }
 
 Simulator::Outcome Simulator::answerByAck(const Words &words, Milliseconds) {
     const auto on = switchAt(words, 1);
-    if (!on)
+    if (!on) {
         return Outcome::misused;
-    m_generator.answerByAck(*on);
+    }
+    m_Generator.answerByAck(*on);
     printSetting(words);
     return Outcome::done;
 }
@@ -174,9 +186,10 @@ Simulator::Outcome Simulator::answerByAck(const Words &words, Milliseconds) {
 template <Mishap mishap>
 Simulator::Outcome Simulator::chance(const Words &words, Milliseconds) {
     const auto percent = percentAt(words, 1);
-    if (!percent)
+    if (!percent) {
         return Outcome::misused;
-    m_misbehaviour.setPercent(mishap, *percent);
+    }
+    m_Misbehaviour.setPercent(mishap, *percent);
     printSetting(words);
     return Outcome::done;
 }
@@ -184,10 +197,11 @@ Simulator::Outcome Simulator::chance(const Words &words, Milliseconds) {
 Simulator::Outcome Simulator::delay(const Words &words, Milliseconds) {
     const auto length = numberAt(words, 1, 0, longestDelay);
     const auto percent = words.size() > 2 ? percentAt(words, 2) : 100.0;
-    if (!length || !percent)
+    if (!length || !percent) {
         return Outcome::misused;
-    m_misbehaviour.setDelay(static_cast<Milliseconds>(*length));
-    m_misbehaviour.setPercent(Mishap::delay, *percent);
+    }
+    m_Misbehaviour.setDelay(static_cast<Milliseconds>(*length));
+    m_Misbehaviour.setPercent(Mishap::delay, *percent);
     printSetting(words);
     return Outcome::done;
 }
@@ -195,28 +209,32 @@ Simulator::Outcome Simulator::delay(const Words &words, Milliseconds) {
 Simulator::Outcome Simulator::silence(const Words &words, Milliseconds now) {
     const auto length = numberAt(words, 1, 1, longestSilence);
     const auto on = switchAt(words, 1);
-    if (!length && !on)
+    if (!length && !on) {
         return Outcome::misused;
-    if (length)
-        m_misbehaviour.setSilence(now + static_cast<Milliseconds>(*length));
-    else
-        m_misbehaviour.setSilence(*on ? forever : 0);
+    }
+    if (length) {
+        m_Misbehaviour.setSilence(now + static_cast<Milliseconds>(*length));
+    } else {
+        m_Misbehaviour.setSilence(*on ? forever : 0);
+    }
     printSetting(words);
     return Outcome::done;
 }
 
 Simulator::Outcome Simulator::storm(const Words &words, Milliseconds now) {
     const auto count = numberAt(words, 1, 1, longestStorm);
-    if (!count)
+    if (!count) {
         return Outcome::misused;
-    m_queue.push_back({now, Bytes(static_cast<std::size_t>(*count), nak), " storm", false});
+    }
+    m_Queue.push_back({now, Bytes(static_cast<std::size_t>(*count), nak), " storm", false});
     printSetting(words);
     return Outcome::done;
 }
 
 Simulator::Outcome Simulator::help(const Words &, Milliseconds) {
-    for (const std::string &line : commandHelp())
+    for (const std::string &line : commandHelp()) {
         print(line);
+    }
     return Outcome::done;
 }
 
@@ -227,8 +245,9 @@ Simulator::Outcome Simulator::leave(const Words &, Milliseconds) {
 /// A setting that was taken is printed as it was given.
 void Simulator::printSetting(const Words &words) {
     std::string line;
-    for (const std::string &word : words)
+    for (const std::string &word : words) {
         line += (line.empty() ? "" : " ") + word;
+    }
     print(line);
 }
 
@@ -243,46 +262,50 @@ std::vector<std::string> Simulator::commandHelp() {
 }
 
 void Simulator::advance(Milliseconds now) {
-    m_generator.advance(now);
+    m_Generator.advance(now);
     collect(now);
 }
 
 /// Takes over what the generator has said, through the misbehaviour.
 void Simulator::collect(Milliseconds now) {
-    const Output output = m_generator.takeOutput();
+    const Output output = m_Generator.takeOutput();
     for (const Bytes &frame : output.frames) {
-        for (Transmission &each : m_misbehaviour.apply(frame, now))
-            m_queue.push_back(std::move(each));
+        for (Transmission &each : m_Misbehaviour.apply(frame, now)) {
+            m_Queue.push_back(std::move(each));
+        }
     }
-    m_lines.insert(m_lines.end(), output.lines.begin(), output.lines.end());
+    m_Lines.insert(m_Lines.end(), output.lines.begin(), output.lines.end());
 }
 
 std::optional<Milliseconds> Simulator::deadline() const {
-    const std::optional<Milliseconds> generator = m_generator.deadline();
-    if (m_queue.empty() || (generator && *generator < m_queue.front().due))
+    const std::optional<Milliseconds> generator = m_Generator.deadline();
+    if (m_Queue.empty() || (generator && *generator < m_Queue.front().due)) {
         return generator;
-    return m_queue.front().due;
+    }
+    return m_Queue.front().due;
 }
 
 Bytes Simulator::takeBytes(Milliseconds now) {
     Bytes bytes;
-    for (; !m_queue.empty() && m_queue.front().due <= now; m_queue.pop_front()) {
-        const Transmission &each = m_queue.front();
-        if (m_trace)
+    for (; !m_Queue.empty() && m_Queue.front().due <= now; m_Queue.pop_front()) {
+        const Transmission &each = m_Queue.front();
+        if (m_Trace) {
             print("> " + readable(each.bytes) + (each.note.empty() ? "" : " :" + each.note));
-        if (!each.lost)
+        }
+        if (!each.lost) {
             bytes.insert(bytes.end(), each.bytes.begin(), each.bytes.end());
+        }
     }
     return bytes;
 }
 
 std::vector<std::string> Simulator::takeLines() {
-    return std::exchange(m_lines, {});
+    return std::exchange(m_Lines, {});
 }
 
 void Simulator::unplugged() {
-    m_queue.clear();
-    m_reader.clear();
+    m_Queue.clear();
+    m_Reader.clear();
 }
 
 } // namespace tksim

@@ -73,14 +73,14 @@ class Simulator {
     Outcome leave(const Words &words, Milliseconds now);
     void printSetting(const Words &words);
     void collect(Milliseconds now);
-    void print(std::string line) { m_lines.push_back(std::move(line)); }
+    void print(std::string line) { m_Lines.push_back(std::move(line)); }
 
-    FrameReader m_reader;
-    Generator m_generator;
-    Misbehaviour m_misbehaviour;
-    bool m_trace;
-    std::deque<Transmission> m_queue;
-    std::vector<std::string> m_lines;
+    FrameReader m_Reader;
+    Generator m_Generator;
+    Misbehaviour m_Misbehaviour;
+    bool m_Trace;
+    std::deque<Transmission> m_Queue;
+    std::vector<std::string> m_Lines;
 };
 
 } // namespace tksim

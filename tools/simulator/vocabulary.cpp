@@ -131,8 +131,9 @@ constexpr int powerOfTen(int exponent) {
 }
 
 constexpr bool fits(const Row &row, Family family) {
-    if (!row.exists(family) || row.width == 0)
+    if (!row.exists(family) || row.width == 0) {
         return true;
+    }
     const Range range = row.range(family);
     const bool start = row.initial >= range.lowest && row.initial <= range.highest;
     return range.highest < powerOfTen(row.width) && (start || row.mnemonic == "GR");
@@ -140,8 +141,9 @@ constexpr bool fits(const Row &row, Family family) {
 
 constexpr bool everyValueFitsItsReply() {
     for (const Row &row : vocabulary) {
-        if (!fits(row, Family::arkona) || !fits(row, Family::brn450))
+        if (!fits(row, Family::arkona) || !fits(row, Family::brn450)) {
             return false;
+        }
     }
     return true;
 }
@@ -178,8 +180,9 @@ const std::vector<int> &choices(const Row &row) {
     static const std::vector<int> none;
     static const std::vector<int> filmScreens{1, 10, 100};
     static const std::vector<int> fields{0, 1, 10, 11, 100, 101, 110, 111};
-    if (row.kind == Kind::filmScreen)
+    if (row.kind == Kind::filmScreen) {
         return filmScreens;
+    }
     return row.kind == Kind::fields ? fields : none;
 }
 
@@ -191,34 +194,39 @@ const std::vector<std::string_view> &itemsOf(const Row &set) {
     static const std::vector<std::string_view> status{"TU", "WS", "BU", "HE"};
     static const std::vector<std::string_view> configuration{"CWS", "CBU", "CTO", "CFL",
                                                              "CSR", "CAE", "CFI", "CFS"};
-    if (set.mnemonic == "RR")
+    if (set.mnemonic == "RR") {
         return radiographic;
-    if (set.mnemonic == "RF")
+    }
+    if (set.mnemonic == "RF") {
         return fluoroscopic;
+    }
     return set.mnemonic == "RS" ? status : configuration;
 }
 
 std::string format(const Row &row, int value) {
     char text[16] = "";
     const int size = std::abs(value);
-    if (row.kind == Kind::density)
+    if (row.kind == Kind::density) {
         std::snprintf(text, sizeof text, "%c%d", value > 0 ? '+' : value < 0 ? '-' : ' ', size);
-    else if (row.kind == Kind::cutline && value < 0)
+    } else if (row.kind == Kind::cutline && value < 0) {
         std::snprintf(text, sizeof text, "-%02d", size);
-    else if (row.width > 0)
+    } else if (row.width > 0) {
         std::snprintf(text, sizeof text, "%0*d", row.width, value);
+    }
     return std::string(row.mnemonic) + text;
 }
 
 std::optional<int> number(std::string_view text) {
     const bool minus = !text.empty() && text[0] == '-';
     const std::string_view digits = text.substr(minus ? 1 : 0);
-    if (digits.empty() || digits.size() > 9)
+    if (digits.empty() || digits.size() > 9) {
         return std::nullopt;
+    }
     int value = 0;
     for (const char each : digits) {
-        if (each < '0' || each > '9')
+        if (each < '0' || each > '9') {
             return std::nullopt;
+        }
         value = value * 10 + (each - '0');
     }
     return minus ? -value : value;
