@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
-#include <regex>
 #include <unistd.h>
 
 namespace {
@@ -24,8 +24,11 @@ struct Scene {
 std::string rest(Process &program) {
     std::string text;
     while (const auto line = program.readLine()) {
-        text += std::regex_replace(*line, std::regex(" +"), " ") + '\n';
+        text += *line + '\n';
     }
+    const auto end = std::unique(text.begin(), text.end(),
+                                 [](char one, char next) { return one == ' ' && next == ' '; });
+    text.erase(end, text.end());
     return text;
 }
 
