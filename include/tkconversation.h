@@ -35,15 +35,15 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     void enableDispatcher(bool enable) { m_bDispatcherEnabled = enable; }
     bool isDispatcherEnabled() const { return m_bDispatcherEnabled; }
 
-    /// Turns polling on or off; off at the start. While it is on, a lost link is probed until the
-    /// far end answers. Turned off with `dropConnection`, the engine forgets all values and fires
+    /// Turns polling on or off; off at the start. So far it decides one thing: while it is on, a
+    /// lost link is probed until the far end answers. Turned off with `dropConnection`, the engine forgets all values and fires
     /// lostComms before the call returns; that blocks while another thread's dispatcher runs. From
     /// a callback it never blocks: when another thread is in a callback of this engine, that
     /// thread carries it out as soon as its callback has returned.
     void enableRefresh(bool enable, bool dropConnection);
     bool refreshEnabled() const { return m_bRefreshEnabled; }
 
-    /// Whether enough is known about the far end to work with it.
+    /// Whether enough is known about the far end to work with it. Nothing finds that out so far.
     bool connected() const { return m_bConnected; }
 
     /// The link, or null. One that the engine made itself lives until changeCommDevice.
@@ -52,8 +52,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     /// Puts another link, or null, in the place of the present one, which is destroyed if the
     /// engine made it itself, by the worker if that is busy with it. A link of the application must
     /// outlive the worker's current cycle and the waiting calls under way; the new one stays the
-    /// application's. The conversation goes on where it is: a frame that
-    /// awaits its response goes out again on the new link.
+    /// application's. The conversation goes on where it is: a frame that awaits its response goes
+    /// out again on the new link.
     void changeCommDevice(TkComms *comms);
 
     /// Switches the raw log on or off: every byte in each direction. Switching off drops what it
@@ -101,7 +101,7 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     };
 
     /// `eventClass` is that of the engine's dispatchers, `farEnd` its name in the parsed log,
-    /// `keys` the parameters. The engine stops the thread in its own destructor.
+    /// `keys` the parameters. The engine calls endThread in its own destructor.
     TkConversation(int eventClass, const char *farEnd, std::shared_ptr<TkComms> comms,
                    const std::vector<int> &keys);
 

@@ -36,9 +36,10 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     bool setGenParam(Tk::TextCommands command, int value);
 
     /// Queues a command: a value, or one of the request values of Tk::SpecialValues; it goes out
-    /// when all that was queued before has been answered. Film screen "FS" takes 0, 1 or 2 and no
-    /// request. False, and nothing queued, for a command that isn't sent, for a value that it can't
-    /// carry, and without memory.
+    /// when all that was queued before has been answered. A value with more digits than the command
+    /// has is sent in full, up to nine characters. Film screen "FS" takes 0, 1 or 2 and no request.
+    /// False, and nothing queued, for a command that isn't sent, for a value that it can't carry,
+    /// and without memory.
     ///
     /// With `wait` the value of the parameter becomes unknown, and the call blocks until the
     /// generator has told it, or setGenParam has: true; or until four times the link's response
