@@ -127,7 +127,8 @@ class TKGEN_EXPORT TkThread {
     virtual void threadCycle() {}
 
     /// For destructors: stops the thread and blocks until it has ended, also where stopControl
-    /// would be refused because the thread waits for the caller; that wait then ends early.
+    /// would be refused because the thread waits for the caller, or for others who do; a wait of
+    /// theirs then ends early. Two threads that destroy each other can't both be served.
     void endThread();
 
     /// Whether the caller is the worker thread.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 void TkCommsLog::enable(bool enable) {
     const TkLock lock(m_Mutex);
@@ -17,8 +18,13 @@ void TkCommsLog::append(const void *bytes, std::size_t count) {
     }
     const char *const first = static_cast<const char *>(bytes);
     const TkLock lock(m_Mutex);
-    if (m_bEnabled) {
+    if (!m_bEnabled) {
+        return;
+    }
+    try {
         m_Bytes.insert(m_Bytes.end(), first, first + count);
+    } catch (const std::bad_alloc &) {
+        // Without memory for the log the conversation goes on.
     }
 }
 

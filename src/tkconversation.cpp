@@ -6,6 +6,7 @@
 #include "tkwaits.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace {
@@ -24,8 +25,15 @@ constexpr std::size_t BYTES_A_CYCLE = LONGEST_FRAME;
 /// A link without a limit of its own gets one that can be counted with.
 constexpr unsigned long LONGEST_RESPONSE_TIME = 3600000;
 
+/// That of a link which can't tell.
+constexpr unsigned long USUAL_RESPONSE_TIME = 500;
+
 unsigned long responseTime(TkComms &comms) {
-    return std::min(comms.timeoutPeriod(), LONGEST_RESPONSE_TIME);
+    try {
+        return std::min(comms.timeoutPeriod(), LONGEST_RESPONSE_TIME);
+    } catch (...) {
+        return USUAL_RESPONSE_TIME;
+    }
 }
 
 bool readByte(TkComms &comms, unsigned char &byte) {
@@ -43,6 +51,19 @@ bool readByte(TkComms &comms, unsigned char &byte) {
 
 bool isPrintable(unsigned char byte) {
     return byte >= 0x20 && byte < 0x7F;
+}
+
+/// Tick, prefix, printable bytes as they are and others by their number, as in KV070<3>;
+std::string logLine(const char *prefix, const unsigned char *frame, std::size_t length) {
+    std::string line = std::to_string(TkTimer::time()) + " ms -- " + prefix;
+    for (std::size_t i = 0; i < length; ++i) {
+        if (isPrintable(frame[i])) {
+            line += static_cast<char>(frame[i]);
+        } else {
+            line += '<' + std::to_string(frame[i]) + '>';
+        }
+    }
+    return line + '\n';
 }
 
 } // namespace
@@ -124,8 +145,8 @@ void TkConversation::processTransmitedMsgs() {
     }
 }
 
-/// The front of the queue. While a lost far end is searched for and nothing else is to be sent, the
-/// probe is: also when the one before was flushed for want of a link.
+/// The front of the queue. While a lost far end is searched for, something must be: a probe that
+/// was flushed for want of a link is sent anew.
 TkConversation::Outgoing *TkConversation::frameToSend() {
     if (m_bFlushOnReply && queuedFrames() == 0) {
         m_bFlushOnReply = m_bRefreshEnabled;
@@ -175,7 +196,10 @@ void TkConversation::checkResponseTimer() {
     lostComms();
     flushTxBuffer();
     m_nRetries = 0;
-    m_bFlushOnReply = m_bRefreshEnabled; // the next cycle sends the probe
+    m_bFlushOnReply = m_bRefreshEnabled;
+    if (m_bFlushOnReply) {
+        sendProbe();
+    }
 }
 
 void TkConversation::dropFrontFrame() {
@@ -390,22 +414,17 @@ int TkConversation::readParsedComms(char *buffer, unsigned int size) {
     return m_pParsed->read(buffer, size);
 }
 
-/// A line: tick, prefix, printable bytes as they are and others by their number, as in KV070<3>;
 void TkConversation::addParsedComms(const char *prefix, const unsigned char *frame,
                                     std::size_t length) {
     if (!m_pParsed->enabled()) {
         return;
     }
-    std::string line = std::to_string(TkTimer::time()) + " ms -- " + prefix;
-    for (std::size_t i = 0; i < length; ++i) {
-        if (isPrintable(frame[i])) {
-            line += static_cast<char>(frame[i]);
-        } else {
-            line += '<' + std::to_string(frame[i]) + '>';
-        }
+    try {
+        const std::string line = logLine(prefix, frame, length);
+        m_pParsed->append(line.data(), line.size());
+    } catch (const std::bad_alloc &) {
+        // Without memory for the log the conversation goes on.
     }
-    line += '\n';
-    m_pParsed->append(line.data(), line.size());
 }
 
 void TkConversation::logRefused(const char *why) {

@@ -172,7 +172,7 @@ bool TkDispatchManager::removeDispatcher(TkBaseDispatcher *dispatcher) {
     }
     // A walk that has the dispatcher in its snapshot is inside it by now, or will see that it was
     // removed and not touch it.
-    tkwaits::untilLeft(dispatcher, tkwaits::Circle::giveWay);
+    tkwaits::untilLeft(dispatcher, tkwaits::now(), tkwaits::Circle::giveWay);
     return true;
 }
 

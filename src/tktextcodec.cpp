@@ -25,6 +25,10 @@ bool isLetter(unsigned char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
+bool isSpace(unsigned char c) {
+    return c == BLANK || (c >= '\t' && c <= '\r');
+}
+
 const char *requestText(int value) {
     switch (value) {
     case Tk::REQUEST_QUERY:
@@ -64,7 +68,7 @@ std::size_t commandText(const TkCommand &row, int value, char (&text)[16]) {
 /// What std::atoi makes of at most seven characters: blanks, a sign, digits up to the first other
 /// character; 0 without a digit.
 int number(const unsigned char *text, const unsigned char *end) {
-    text = std::find_if(text, end, [](unsigned char c) { return c != BLANK; });
+    text = std::find_if_not(text, end, isSpace);
     const bool negative = text != end && *text == '-';
     if (text != end && (*text == '-' || *text == '+')) {
         ++text;

@@ -67,6 +67,7 @@ void TkThread::endThread() {
 
 int TkThread::stop(bool insist) {
     unsigned long started = 0;
+    unsigned long moment = 0;
     {
         const std::lock_guard<std::mutex> lock(m_Mutex);
         m_bActive = false;
@@ -75,8 +76,10 @@ int TkThread::stop(bool insist) {
             return 1;
         }
         started = m_nStarts;
+        moment = tkwaits::now();
     }
-    if (!tkwaits::untilLeft(this, insist ? tkwaits::Circle::insist : tkwaits::Circle::giveWay)) {
+    const auto circle = insist ? tkwaits::Circle::insist : tkwaits::Circle::giveWay;
+    if (!tkwaits::untilLeft(this, moment, circle)) {
         return 0;
     }
     const std::lock_guard<std::mutex> lock(m_Mutex);

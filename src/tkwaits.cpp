@@ -15,6 +15,7 @@ struct Wait {
     const void *worker = nullptr; // a wait for this worker's end makes it give way
     unsigned long ticket = 0;     // the order of asking
     bool givesWay = false;
+    bool onPath = false; // of a search for circles
     Wait *next = nullptr;
 };
 
@@ -30,9 +31,10 @@ struct Register {
     void leave(Presence &presence);
     bool holdsUp(const Presence &presence, const Wait &wait) const;
     bool isHeldUp(const Wait &wait) const;
-    bool leadsTo(const Wait &wait, std::thread::id thread) const;
-    void releaseWhoWaitsFor(std::thread::id thread);
-    void releaseWorker(const void *worker);
+    bool leadsTo(Wait &wait, std::thread::id thread);
+    bool waitsFor(std::thread::id waiter, std::thread::id thread);
+    void breakCircles(Wait &insisting);
+    void releaseWorker(const void *worker, unsigned long moment);
     void link(Wait &wait);
     void unlink(Wait &wait);
     bool isFirst(const Wait &wait) const;
@@ -100,39 +102,41 @@ bool Register::isHeldUp(const Wait &wait) const {
     return one != nullptr;
 }
 
-/// Whether somebody for whom `wait` waits is `thread`, or waits for it in turn. Circles are never
-/// closed, so the walk ends.
-bool Register::leadsTo(const Wait &wait, std::thread::id thread) const {
-    for (const Presence *one = present; one != nullptr; one = one->m_pNext) {
-        if (!holdsUp(*one, wait)) {
-            continue;
-        }
-        if (one->m_Thread == thread) {
-            return true;
-        }
-        for (const Wait *next = waits; next != nullptr; next = next->next) {
-            if (next->waiter == one->m_Thread && !next->givesWay && leadsTo(*next, thread)) {
-                return true;
-            }
-        }
+/// Whether somebody for whom `wait` waits is `thread`, or waits for it in turn.
+bool Register::leadsTo(Wait &wait, std::thread::id thread) {
+    wait.onPath = true;
+    bool found = false;
+    for (const Presence *one = present; one != nullptr && !found; one = one->m_pNext) {
+        found = holdsUp(*one, wait) && (one->m_Thread == thread || waitsFor(one->m_Thread, thread));
     }
-    return false;
+    wait.onPath = false;
+    return found;
 }
 
-void Register::releaseWhoWaitsFor(std::thread::id thread) {
+bool Register::waitsFor(std::thread::id waiter, std::thread::id thread) {
+    Wait *wait = waits;
+    while (wait != nullptr &&
+           (wait->waiter != waiter || wait->givesWay || wait->onPath || !leadsTo(*wait, thread))) {
+        wait = wait->next;
+    }
+    return wait != nullptr;
+}
+
+/// Makes one wait of each circle that the insisting one closes give way. A circle of nothing but
+/// insisting waits, destructors that wait for each other, stays.
+void Register::breakCircles(Wait &insisting) {
     for (Wait *wait = waits; wait != nullptr; wait = wait->next) {
-        for (const Presence *one = present; one != nullptr; one = one->m_pNext) {
-            if (wait->mayGiveWay && one->m_Thread == thread && holdsUp(*one, *wait)) {
-                wait->givesWay = true;
-            }
+        if (wait->mayGiveWay && !wait->givesWay && leadsTo(insisting, wait->waiter) &&
+            leadsTo(*wait, insisting.waiter)) {
+            wait->givesWay = true;
         }
     }
     changed.notify_all();
 }
 
-void Register::releaseWorker(const void *worker) {
+void Register::releaseWorker(const void *worker, unsigned long moment) {
     for (Wait *wait = waits; wait != nullptr; wait = wait->next) {
-        wait->givesWay = wait->givesWay || wait->worker == worker;
+        wait->givesWay = wait->givesWay || (wait->worker == worker && wait->ticket <= moment);
     }
     changed.notify_all();
 }
@@ -194,25 +198,31 @@ bool inCallback() {
     return callbacks > 0;
 }
 
-bool untilLeft(const void *place, Circle circle) {
+unsigned long now() {
+    Register &all = instance();
+    const std::lock_guard<std::mutex> lock(all.lock);
+    return all.entries;
+}
+
+bool untilLeft(const void *place, unsigned long moment, Circle circle) {
     Register &all = instance();
     const std::thread::id self = std::this_thread::get_id();
     std::unique_lock<std::mutex> lock(all.lock);
     if (all.isInside(place, self)) {
         return false;
     }
-    all.releaseWorker(place);
-    Wait wait{self, place, all.entries, circle == Circle::giveWay};
+    all.releaseWorker(place, moment);
+    Wait wait{self, place, moment, circle == Circle::giveWay};
     if (all.leadsTo(wait, self)) {
         if (circle == Circle::giveWay) {
             return false;
         }
-        all.releaseWhoWaitsFor(self);
+        all.breakCircles(wait);
     }
     all.link(wait);
     all.changed.wait(lock, [&] { return wait.givesWay || !all.isHeldUp(wait); });
     all.unlink(wait);
-    return !wait.givesWay;
+    return !all.isHeldUp(wait);
 }
 
 bool Turn::takeAgain() {
@@ -227,9 +237,9 @@ bool Turn::begin(const void *worker) {
     if (takeAgain()) {
         return true;
     }
-    Wait wait{std::this_thread::get_id(), this, ANY_ENTRY, false, worker};
+    Wait wait{std::this_thread::get_id(), this, ANY_ENTRY, true, worker};
     if (m_nDepth > 0 || all.isAwaited(this)) {
-        if (all.leadsTo(wait, wait.waiter)) {
+        if ((worker != nullptr && all.isAwaited(worker)) || all.leadsTo(wait, wait.waiter)) {
             return false;
         }
         all.link(wait);

@@ -50,13 +50,16 @@ bool inCallback();
 
 enum class Circle {
     giveWay, ///< a wait that would close a circle isn't begun
-    insist   ///< it is, and those who wait for the calling thread give way
+    insist   ///< it is, and another wait of the circle gives way
 };
 
-/// Blocks until the threads that are now inside `place` have left it. False, at once, when the
-/// calling thread is one of them, and when the wait would close a circle; false too when it has to
-/// give way later.
-bool untilLeft(const void *place, Circle circle);
+/// A point in the order of all entries: now.
+unsigned long now();
+
+/// Blocks until the threads that had entered `place` up to `moment` have left it. False, at once,
+/// when the calling thread is one of them, and when the wait would close a circle; false too when
+/// it has to give way later.
+bool untilLeft(const void *place, unsigned long moment, Circle circle);
 
 /// A recursive lock that goes round in the order of asking, and whose waits the register knows.
 class Turn {
@@ -66,8 +69,8 @@ class Turn {
     Turn &operator=(const Turn &) = delete;
 
     /// Waits for the turn. `worker` is the place that a worker leaves at its end, if the caller is
-    /// that worker, or null: who waits for the worker's end ends its wait here. False when that has
-    /// happened, and when the wait would close a circle.
+    /// that worker, or null: while somebody waits for the worker's end, it doesn't wait here. False
+    /// when it hasn't got the turn for that reason, or because of a circle.
     bool begin(const void *worker);
 
     /// Takes the turn if nobody else has it or waits for it.

@@ -266,6 +266,100 @@ TEST(Callbacks, StoppingAThreadThatWaitsForThisCallbacksTurn) {
     EXPECT_EQ(application.stopControl(), 1);
 }
 
+TEST(Callbacks, AStoppedWorkerWaitsForNoFurtherTurn) {
+    Running running;
+    std::atomic<bool> stopped{false};
+    std::thread stopping;
+    Recorder recorder([&](const std::string &) {
+        running.link.arrive(frame("KV070 MA00100 MS00010"));
+        EXPECT_TRUE(eventually([&] { return running.link.drained(); }));
+        stopping = std::thread([&] { stopped = running.engine.stopControl() == 1; });
+        EXPECT_TRUE(eventually([&] { return stopped.load(); }));
+    });
+    const Registered registered(recorder);
+    running.engine.enableRefresh(false, true);
+    stopping.join();
+}
+
+TEST(Callbacks, DestroyingAThreadThatWaitsForThisCallbacksTurn) {
+    Running running;
+    std::atomic<bool> asked{false};
+    struct Application : TkThread {
+        Application(TkGeneratorControl &g, std::atomic<bool> &a) : m_Generator(g), m_Asked(a) {}
+        ~Application() override { endThread(); }
+
+      protected:
+        void threadCycle() override {
+            m_Asked = true;
+            m_Generator.enableRefresh(false, true);
+        }
+
+      private:
+        TkGeneratorControl &m_Generator;
+        std::atomic<bool> &m_Asked;
+    };
+    auto application = std::make_unique<Application>(running.engine, asked);
+    std::atomic<bool> destroyed{false};
+    Recorder recorder([&](const std::string &event) {
+        if (event == "radiographic_Kv_Changed") {
+            application->startControl();
+            EXPECT_TRUE(eventually([&] { return asked.load(); }));
+            application.reset();
+            destroyed = true;
+        }
+    });
+    const Registered registered(recorder);
+    running.link.arrive(frame("KV070"));
+    EXPECT_TRUE(eventually([&] { return destroyed.load(); }));
+}
+
+/// The first engine's worker destroys the second, whose worker destroys the third, whose worker
+/// stops the first: the stop gives way. A removal outside the circle must not.
+TEST(Callbacks, ACircleOfDestructorsAndAStop) {
+    MemoryLink links[3];
+    std::unique_ptr<TkGeneratorControl> engines[3];
+    std::atomic<int> met{0};
+    std::atomic<int> through{0};
+    std::atomic<bool> inFirst{false};
+    const auto meet = [&] {
+        ++met;
+        EXPECT_TRUE(eventually([&] { return met == 3; }));
+    };
+    Recorder first([&](const std::string &event) {
+        if (event == "radiographic_Kv_Changed") {
+            inFirst = true;
+            meet();
+            engines[1].reset();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            inFirst = false;
+        }
+    });
+    Recorder others([&](const std::string &event) {
+        if (event == "radiographic_Ma_Changed") {
+            meet();
+            engines[2].reset();
+            ++through;
+        } else if (event == "radiographic_Ms_Changed") {
+            meet();
+            engines[0]->stopControl();
+            ++through;
+        }
+    });
+    const Registered registered(others);
+    Tk::addDispatcher(&first);
+    const char *const items[3] = {"KV070", "MA00100", "MS00010"};
+    for (int i = 0; i < 3; ++i) {
+        engines[i] = std::make_unique<TkGeneratorControl>(&links[i]);
+        engines[i]->startControl();
+        links[i].arrive(frame(items[i]));
+    }
+    EXPECT_TRUE(eventually([&] { return inFirst.load(); }));
+    Tk::removeDispatcher(&first);
+    EXPECT_FALSE(inFirst) << "this thread waits in no circle";
+    EXPECT_EQ(through, 2);
+    EXPECT_EQ(engines[0]->stopControl(), 1);
+}
+
 /// The worker, in one dispatcher, waits for the other to be left; in the other, a thread destroys
 /// the worker's engine.
 TEST(Callbacks, DestroyingAnEngineThatWaitsForThisCallback) {

@@ -22,7 +22,9 @@ TEST_F(Engine, ValuesAreToldWhenTheyChange) {
 TEST_F(Engine, DisabledDispatcherStillStoresAndResponds) {
     engine.enableDispatcher(false);
     receive(frame("KV070") + frame("PR1") + frame("EL007"));
+    engine.enableRefresh(false, true);
     EXPECT_EQ(told(), Told{});
+    receive(frame("KV070"));
     EXPECT_EQ(engine.getGenParam(Tk::KV), 70);
     EXPECT_EQ(sent(2), (Frames{frame("PR0"), frame("EL007")}));
 }
