@@ -34,8 +34,10 @@ std::string rest(Process &program) {
 
 TEST(Console, RunsAScript) {
     const std::string script = testing::TempDir() + std::to_string(::getpid()) + ".script";
-    std::ofstream(script) << "# values\r\n\nquery ma\nset KV 200\nerror\nread CD 1\nget CWS\n"
-                          << "log raw on\nsend ET 1\nexpect ET 1\nlog raw\nquit\nget KV\n";
+    std::ofstream(script)
+        << "#" << std::string(5000, ' ')
+        << "set KV 90\n# values\r\n\nquery ma\nset KV 200\nerror\nread CD 1\nget CWS\n"
+        << "log raw on\nsend ET 1\nexpect ET 1\nlog raw\nquit\nget KV\n";
     const Scene scene;
     Process console = scene.console({"--script", script});
     EXPECT_EQ(rest(console), "note " + scene.device + R"( is open

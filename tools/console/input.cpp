@@ -8,8 +8,11 @@
 
 namespace {
 
-/// No command is nearly as long; a longer line is cut, and then is no command either.
+/// No command is nearly as long.
 constexpr std::size_t longestLine = 4096;
+
+/// As much of a longer line is shown.
+constexpr std::size_t shownOfLongLine = 40;
 
 } // namespace
 
@@ -31,12 +34,26 @@ void Input::read() {
         m_Buffer.append(bytes, static_cast<std::size_t>(count));
     } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
         m_Ended = true;
+        m_Failed = count < 0;
     }
 }
 
-std::optional<std::string> Input::nextLine() {
+void Input::skipRest() {
     const std::size_t end = m_Buffer.find('\n');
-    if (end == std::string::npos && m_Buffer.size() < longestLine && !m_Ended) {
+    m_Skipping = end == std::string::npos;
+    m_Buffer.erase(0, m_Skipping ? end : end + 1);
+}
+
+std::optional<std::string> Input::nextLine() {
+    if (m_Skipping) {
+        skipRest();
+    }
+    const std::size_t end = m_Buffer.find('\n');
+    if (end == std::string::npos && m_Buffer.size() >= longestLine) {
+        m_Skipping = true;
+        return m_Buffer.substr(0, shownOfLongLine) + "...";
+    }
+    if (end == std::string::npos && !m_Ended) {
         return std::nullopt;
     }
     if (end == std::string::npos) {

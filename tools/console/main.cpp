@@ -49,7 +49,7 @@ void addOptions(CLI::App &app, Settings &settings) {
         ->type_name("FAMILY");
     app.add_flag("-x,--exposures", settings.exposures, "Take part in exposures from the start");
     app.add_flag("-r,--refresh", settings.refresh,
-                 "Poll from the start, and probe for a generator that was lost");
+                 "Probe from the start for a generator that was lost");
     app.add_flag("-e,--echo", settings.echo, "Show commands as they are run");
     app.add_flag("-k,--keep-going", settings.keepGoing, "Go on after a command that fails");
     app.add_option("--color", settings.color, "Colours: auto (default), always or never")
@@ -64,10 +64,15 @@ std::string environment(const char *variable) {
     return value ? value : "";
 }
 
-bool wantsColour(const std::string &choice) {
+/// Whether standard output is a terminal that knows more than text.
+bool isAbleTerminal() {
     const std::string terminal = environment("TERM");
-    const bool able = !terminal.empty() && terminal != "dumb" && ::isatty(STDOUT_FILENO);
-    return choice == "always" || (choice == "auto" && able && environment("NO_COLOR").empty());
+    return !terminal.empty() && terminal != "dumb" && ::isatty(STDOUT_FILENO);
+}
+
+bool wantsColour(const std::string &choice) {
+    return choice == "always" ||
+           (choice == "auto" && isAbleTerminal() && environment("NO_COLOR").empty());
 }
 
 int run(const Settings &settings) {
@@ -84,7 +89,7 @@ int run(const Settings &settings) {
         return exitDevice;
     }
     const bool typed = settings.script.empty() && ::isatty(STDIN_FILENO);
-    Display display(wantsColour(settings.color), typed && ::isatty(STDOUT_FILENO));
+    Display display(wantsColour(settings.color), typed && isAbleTerminal());
     session.engine().enableExposures(settings.exposures);
     session.start();
     session.engine().enableRefresh(settings.refresh, false);
@@ -93,6 +98,11 @@ int run(const Settings &settings) {
     const bool stopAtFailure = !typed && !settings.keepGoing;
     Console console({settings.echo, stopAtFailure}, input, display, session, wakeup);
     const Console::End end = console.run();
+    if (input.hasFailed()) {
+        std::cerr << "tkgen-console: can't read "
+                  << (settings.script.empty() ? "standard input" : settings.script) << '\n';
+        return exitUsage;
+    }
     if (end == Console::End::deviceGone) {
         return exitDevice;
     }
