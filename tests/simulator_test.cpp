@@ -133,7 +133,8 @@ TEST(SimulatorValues, WhatCannotBeUnderstoodIsRefused) {
     Scene{}.play(
         "QQ1 => NAK, kv? => NAK, KV7x => NAK, RR1 => NAK, TU1 => NAK, SA => NAK, "
         "SA KV070 => NAK, SA WS1 KV07 => NAK, ER012 => -, !sing => #unknown command: sing, "
-        "!set QQ 1 => #usage: set MNEMONIC VALUE, !drop 101 => #usage: drop PERCENT");
+        "!set QQ 1 => #usage: set MNEMONIC VALUE, !drop 101 => #usage: drop PERCENT, "
+        "!drop 5 6 => #usage: drop PERCENT, !set KV => #usage: set MNEMONIC VALUE");
     Scene{Family::brn450}.play("GR => NAK, FLK? => NAK, RF => NAK, ATP? => NAK, FP? => FP0, "
                                "KV150 => ER203 | KV125, WS4 => WS4 BU0");
 }
@@ -150,8 +151,8 @@ TEST(SimulatorHandshake, EachStageNeedsTheConsole) {
                  "!prep => PR1, +999 => -, +1 => #prep unanswered, "
                  "!prep => PR1, PR1 => #prep accepted, !expose => XR1, XR0 => #exposure refused, "
                  "!expose => XR1, XR1 => #exposure on, ST => ST003, KV090 => ER046 | KV070, "
-                 "+99 => -, +1 => XR0 | AP00010 AT00100 | PR0 | "
-                 "#exposure off 70 kV 100 mA 100 ms | #prep off, "
+                 "KV+ => ER046 | KV070, !set KV 80 => #not possible now: set KV 80, +99 => -, +1 "
+                 "=> XR0 | AP00010 AT00100 | PR0 | #exposure off 70 kV 100 mA 100 ms | #prep off, "
                  "PR0 => -, XR0 => -, PR1 => -, ST => ST000, DA => DA0000049");
 }
 
@@ -180,15 +181,19 @@ TEST(SimulatorMisbehaviour, EachMishapDoesWhatItSays) {
                  "!duplicate 0 => #duplicate 0, !silence 50 => #silence 50, KV? => -, +50 => -, "
                  "!storm 2 => NAK | NAK | #storm 2, !delay 30 => #delay 30, KV? => -, "
                  "!delay 0 => #delay 0, MA? => -, +29 => -, +1 => KV070 | MA00100, "
-                 "!silence on => #silence on, KV? => -");
+                 "!silence on => #silence on, KV? => -, !storm 2 => #storm 2");
     const Bytes whole = encode("KV070");
-    Misbehaviour corrupting(1), cutting(1), noisy(1);
+    Misbehaviour corrupting(1), cutting(1), noisy(1), losing(1);
     corrupting.setPercent(Mishap::corrupt, 100);
+    losing.setPercent(Mishap::corrupt, 100);
+    losing.setPercent(Mishap::drop, 30);
     cutting.setPercent(Mishap::cut, 100);
     noisy.setPercent(Mishap::garbage, 100);
     for (int i = 0; i < 100; ++i) {
         const Bytes corrupted = corrupting.apply(whole, 0).at(0).bytes;
         EXPECT_TRUE(corrupted.size() == whole.size() && corrupted != whole);
+        const Transmission other = losing.apply(whole, 0).at(0);
+        EXPECT_TRUE(other.lost || other.bytes == corrupted);
         EXPECT_LT(cutting.apply(whole, 0).at(0).bytes.size(), whole.size());
         EXPECT_EQ(noisy.apply(whole, 0).at(1).bytes, whole);
     }
@@ -224,7 +229,7 @@ TEST(SimulatorProgram, TalksOverItsDevice) {
     EXPECT_TRUE(program.readUntil("device closed"));
     Device console(link);
     EXPECT_EQ(console.ask("ST"), "ST000");
-    program.writeLine("unplug");
+    program.writeLine("delay 60000\nerror 12\ndelay 0\nunplug");
     EXPECT_TRUE(program.readUntil("unplugged"));
     std::uint8_t byte = 0;
     EXPECT_LE(read(console.fd, &byte, 1), 0) << "the line is still there";
@@ -241,11 +246,12 @@ TEST(SimulatorProgram, TalksOverItsDevice) {
 
 TEST(SimulatorProgram, EndsAsItIsTold) {
     Process quitting({TKGEN_SIM_PATH});
-    quitting.writeLine("quit");
+    quitting.writeLine("quit now\nquit");
+    EXPECT_TRUE(quitting.readUntil("usage: quit"));
     EXPECT_EQ(quitting.wait(), 0);
     Process ending({TKGEN_SIM_PATH, "--exit-on-eof"});
     ending.closeInput();
     EXPECT_EQ(ending.wait(), 0);
-    EXPECT_EQ(Process({TKGEN_SIM_PATH, "--family", "other"}).wait(), 2);
+    EXPECT_EQ(Process({TKGEN_SIM_PATH, "--delay", "0x10"}).wait(), 2);
     EXPECT_EQ(Process({TKGEN_SIM_PATH, "--link", "/dev/null"}).wait(), 1);
 }

@@ -132,13 +132,10 @@ void Generator::answerValue(const Row &row, std::string_view value) {
 }
 
 void Generator::answerSetting(const Row &row, std::string_view value) {
-    const auto step = stepOf(value);
     if (const auto wanted = number(value)) {
         setValue(row, *wanted);
-    } else if (step && !m_Radiography.exposing()) {
-        const Parameters::Values before = m_Parameters.values();
-        m_Parameters.step(row, *step);
-        sendWithChanges(m_Parameters.item(row.mnemonic), {&row}, before);
+    } else if (const auto step = stepOf(value)) {
+        stepValue(row, *step);
     } else {
         answerValue(row, value);
     }
@@ -153,10 +150,20 @@ void Generator::setValue(const Row &row, int wanted) {
     }
     if (!m_AnswerByAck) {
         sendWithChanges(m_Parameters.item(row.mnemonic), {&row}, before);
-    } else if (taken) { // else the error has been the answer, and an ACK would answer the next
-                        // frame
+    } else if (taken) {
+        // Otherwise the error has been the answer, and an ACK would answer the next frame.
         m_Output.sendByte(ack);
     }
+}
+
+void Generator::stepValue(const Row &row, Parameters::Step step) {
+    const Parameters::Values before = m_Parameters.values();
+    if (m_Radiography.exposing()) {
+        sendError(modeInhibited);
+    } else {
+        m_Parameters.step(row, step);
+    }
+    sendWithChanges(m_Parameters.item(row.mnemonic), {&row}, before);
 }
 
 void Generator::answerSet(const Row &row, std::string_view value) {
@@ -319,9 +326,14 @@ void Generator::latched(int code, Milliseconds now) {
     advance(now);
 }
 
+bool Generator::changeable(std::string_view mnemonic) const {
+    const Row *row = m_Parameters.find(mnemonic);
+    return row && (isSetting(*row) || row->kind == Kind::reading);
+}
+
 bool Generator::change(std::string_view mnemonic, int value) {
     const Row *row = m_Parameters.find(mnemonic);
-    if (!row || !(isSetting(*row) || row->kind == Kind::reading)) {
+    if (!row || (isSetting(*row) && m_Radiography.exposing())) {
         return false;
     }
     const Parameters::Values before = m_Parameters.values();

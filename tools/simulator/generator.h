@@ -34,11 +34,15 @@ class Generator {
     /// most.
     void latched(int code, Milliseconds now);
 
-    /// Changes a value at the panel, where nothing is refused but held to its range, and tells the
-    /// console. False for what is no number of this family.
+    /// Whether the panel has a value: any number of this family.
+    bool changeable(std::string_view mnemonic) const;
+
+    /// Changes a value that the panel has, holds it to its range and tells the console. False for a
+    /// setting during a radiographic exposure, which changes nothing.
     bool change(std::string_view mnemonic, int value);
 
-    /// Answers plain settings by a lone ACK instead of an echo.
+    /// Answers settings by a lone ACK instead of an echo, but for steps and program lines, whose
+    /// outcome the console can't know.
     void answerByAck(bool on) { m_AnswerByAck = on; }
 
     /// Prints every value.
@@ -61,6 +65,7 @@ class Generator {
     void answerHandshake(const Row &row, std::string_view value, Milliseconds now);
     void answerProgram(std::string_view line);
     void setValue(const Row &row, int wanted);
+    void stepValue(const Row &row, Parameters::Step step);
     void echoedError(const Row &row, std::string_view value);
     void sendError(int code);
     void sendWithChanges(std::string items, const std::vector<const Row *> &rows,

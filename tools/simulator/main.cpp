@@ -32,9 +32,9 @@ struct Arguments {
     Simulator::Options simulator;
     std::string family;
     std::string link;
-    std::map<std::string, std::string> percent; ///< by the name of its command
-    std::string delay;
-    std::string delayPercent = "100";
+    std::map<std::string, double> percent; ///< by the name of its command
+    int delay = 0;
+    double delayPercent = 100;
     bool ack = false;
     bool exitOnEof = false;
 };
@@ -70,12 +70,12 @@ class Program {
 Program::Program(const Arguments &arguments)
     : m_Arguments(arguments), m_Simulator(arguments.simulator) {
     for (const auto &[name, percent] : arguments.percent) {
-        if (!percent.empty()) {
-            m_Simulator.command(std::string(name).append(" ").append(percent), 0);
-        }
+        m_Simulator.command(name + " " + std::to_string(percent), 0);
     }
-    if (!arguments.delay.empty()) {
-        m_Simulator.command("delay " + arguments.delay + " " + arguments.delayPercent, 0);
+    if (arguments.delay > 0) {
+        m_Simulator.command("delay " + std::to_string(arguments.delay) + " " +
+                                std::to_string(arguments.delayPercent),
+                            0);
     }
     if (arguments.ack) {
         m_Simulator.command("ack on", 0);
@@ -220,6 +220,14 @@ std::string footer() {
            "could not be made; 2 wrong arguments.\n";
 }
 
+/// Refuses what the parser would take for a number, but a person wouldn't write as one: hexadecimal
+/// and octal numbers, and "nan", which lies in every range.
+std::string decimal(const std::string &text) {
+    const bool octal = text.size() > 1 && text[0] == '0' && text[1] != '.';
+    const bool plain = text.find_first_not_of("0123456789.") == std::string::npos;
+    return plain && !octal ? "" : text + " is no decimal number";
+}
+
 void addMishaps(CLI::App &app, Arguments &arguments) {
     const CLI::Range percent(0.0, 100.0);
     const std::pair<const char *, const char *> mishaps[] = {
@@ -232,14 +240,17 @@ void addMishaps(CLI::App &app, Arguments &arguments) {
     };
     for (const auto &[name, meaning] : mishaps) {
         app.add_option("--" + std::string(name), arguments.percent[name], meaning)
+            ->check(decimal)
             ->check(percent)
             ->option_text("PERCENT");
     }
     app.add_option("--delay", arguments.delay, "Send frames late")
+        ->check(decimal)
         ->check(CLI::Range(0, 60000))
         ->option_text("MILLISECONDS");
     app.add_option("--delay-percent", arguments.delayPercent, "How many of them, all by default")
         ->needs("--delay")
+        ->check(decimal)
         ->check(percent)
         ->option_text("PERCENT");
 }
@@ -251,15 +262,18 @@ void addOptions(CLI::App &app, Arguments &arguments) {
         ->check(CLI::IsMember({"arkona", "brn450"}))
         ->option_text("FAMILY");
     app.add_option("--revision", simulator.revision, "Software revision, 301 by default")
+        ->check(decimal)
         ->check(CLI::Range(0, 9999))
         ->option_text("NUMBER");
     app.add_option("--link", arguments.link, "Make a symbolic link to the device")
         ->option_text("PATH");
     app.add_option("--time-scale", simulator.timeScale,
                    "Stretch exposures in real time, 0.001 to 10; none lasts over 10 s")
+        ->check(decimal)
         ->check(CLI::Range(0.001, 10.0))
         ->option_text("FACTOR");
     app.add_option("--seed", simulator.seed, "Seed of all misbehaviour, 1 by default")
+        ->check(decimal)
         ->option_text("NUMBER");
     addMishaps(app, arguments);
     app.add_flag("--ack", arguments.ack, "Answer settings by a lone ACK instead of an echo");

@@ -30,7 +30,8 @@ struct Transmission {
 };
 
 /// Spoils outgoing frames. The same seed, settings and frames give the same bytes: each mishap has
-/// its own random numbers and draws one for every frame, so that changing one leaves the others.
+/// its own random numbers and draws two for every frame, whatever befalls it, so that changing one
+/// leaves the others.
 class Misbehaviour {
   public:
     explicit Misbehaviour(std::uint32_t seed);
@@ -43,16 +44,24 @@ class Misbehaviour {
     /// From now on nothing goes out before `end`.
     void setSilence(Milliseconds end) { m_SilenceEnd = end; }
 
+    bool silent(Milliseconds now) const { return now < m_SilenceEnd; }
+
+    /// No late frame is on its way any more that could hold up others.
+    void unplugged() { m_LastDue = 0; }
+
     /// What goes out in place of one frame, in order.
     std::vector<Transmission> apply(const Bytes &frame, Milliseconds now);
 
   private:
-    using Happening = std::array<bool, mishaps>;
+    /// Whether a mishap befalls a frame, and the random number that says in what way.
+    struct Draw {
+        bool happens;
+        std::uint32_t number;
+    };
+    using Draws = std::array<Draw, mishaps>;
 
-    bool happens(Mishap mishap);
-    Transmission spoil(const Bytes &frame, const Happening &happening);
-    std::size_t random(Mishap mishap, std::size_t limit);
-    Bytes garbage();
+    Draws draw();
+    static Transmission spoil(const Bytes &frame, const Draws &draws);
 
     std::array<std::mt19937, mishaps> m_Random;
     std::array<double, mishaps> m_Percent{};

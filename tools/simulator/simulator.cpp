@@ -48,6 +48,14 @@ struct Simulator::Command {
     Request request = Request::none;
 
     std::string usage() const { return std::string(name) + arguments; }
+
+    /// Whether so many words can follow the name: all arguments, with or without those in brackets.
+    bool takes(std::size_t count) const {
+        const std::string text = arguments;
+        const auto most = static_cast<std::size_t>(std::count(text.begin(), text.end(), ' '));
+        const auto spare = static_cast<std::size_t>(std::count(text.begin(), text.end(), '['));
+        return count <= most && count + spare >= most;
+    }
 };
 
 // clang-format off
@@ -112,14 +120,15 @@ Simulator::Request Simulator::command(const std::string &line, Milliseconds now)
         if (words[0] != command.name) {
             continue;
         }
-        const Outcome outcome = (this->*command.run)(words, now);
+        const bool fits = command.takes(words.size() - 1);
+        const Outcome outcome = fits ? (this->*command.run)(words, now) : Outcome::misused;
         collect(now);
         if (outcome == Outcome::notNow) {
             print("not possible now: " + line);
         } else if (outcome == Outcome::misused) {
             print("usage: " + command.usage());
         }
-        return command.request;
+        return outcome == Outcome::done ? command.request : Request::none;
     }
     print("unknown command: " + line);
     return Request::none;
@@ -164,8 +173,11 @@ Simulator::Outcome Simulator::latched(const Words &words, Milliseconds now) {
 }
 
 Simulator::Outcome Simulator::set(const Words &words, Milliseconds) {
-    const auto value = words.size() == 3 ? number(words[2]) : std::nullopt;
-    return value && m_Generator.change(words[1], *value) ? Outcome::done : Outcome::misused;
+    const auto value = number(words[2]);
+    if (!value || !m_Generator.changeable(words[1])) {
+        return Outcome::misused;
+    }
+    return m_Generator.change(words[1], *value) ? Outcome::done : Outcome::notNow;
 }
 
 Simulator::Outcome Simulator::show(const Words &, Milliseconds now) {
@@ -226,7 +238,9 @@ Simulator::Outcome Simulator::storm(const Words &words, Milliseconds now) {
     if (!count) {
         return Outcome::misused;
     }
-    m_Queue.push_back({now, Bytes(static_cast<std::size_t>(*count), nak), " storm", false});
+    const bool lost = m_Misbehaviour.silent(now);
+    m_Queue.push_back({now, Bytes(static_cast<std::size_t>(*count), nak),
+                       lost ? " storm silenced" : " storm", lost});
     printSetting(words);
     return Outcome::done;
 }
@@ -305,6 +319,7 @@ std::vector<std::string> Simulator::takeLines() {
 
 void Simulator::unplugged() {
     m_Queue.clear();
+    m_Misbehaviour.unplugged();
     m_Reader.clear();
 }
 
