@@ -7,15 +7,6 @@
 
 #include <stdbool.h>
 
-#if defined(_WIN32)
-/* As the system's header has it, which stays out of here with its macros. */
-typedef struct HWND__ *HWND;
-#else
-/* The handle of a message queue. A handle is never used twice: one that was destroyed stays
- * invalid, and every function takes an invalid or null handle without harm. */
-typedef struct TkWindow *HWND;
-#endif
-
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -35,7 +26,13 @@ typedef void (*TkDebugSink)(const char *text, void *context);
  * use. */
 TKGEN_EXPORT void tkSetDebugSink(TkDebugSink sink, void *context);
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+/* As the system's header has it, which stays out of here with its macros. */
+typedef struct HWND__ *HWND;
+#else
+/* The handle of a message queue. A handle is never used twice: one that was destroyed stays
+ * invalid, and every function takes an invalid or null handle without harm. */
+typedef struct TkWindow *HWND;
 
 /* One posted message. `wParam` says what happened, `lParam` carries a value. */
 typedef struct TkWindowMessage {

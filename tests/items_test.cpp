@@ -124,17 +124,6 @@ TEST_F(Engine, TheParameterTable) {
     }
 }
 
-TEST_F(Engine, FeaturesAreBits) {
-    engine.enableFeatures(Tk::FEATURE_TOMOGRAPHY);
-    engine.enableFeatures(Tk::FEATURE_APR_CODE);
-    EXPECT_EQ(engine.getFeatureFlags(), 6);
-    EXPECT_TRUE(engine.isFeatureEnabled(static_cast<Tk::Features>(0x42))) << "any of the bits";
-    engine.disableFeatures(Tk::FEATURE_TOMOGRAPHY);
-    EXPECT_FALSE(engine.isFeatureEnabled(Tk::FEATURE_TOMOGRAPHY));
-    engine.clearFeatures();
-    EXPECT_EQ(engine.getFeatureFlags(), 0);
-}
-
 TEST_F(Engine, DroppingTheConnectionForgetsAtOnce) {
     engine.enableRefresh(true, false);
     receive(frame("KV070"));

@@ -9,7 +9,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,31 +21,18 @@ void closeOne(int &descriptor) {
     descriptor = -1;
 }
 
-/// Starts the program; returns an error number or 0.
-int start(const std::vector<std::string> &command, int input, int output, pid_t &pid) {
+/// Becomes the program, or ends as a shell does that finds none.
+[[noreturn]] void become(const std::vector<std::string> &command, int input, int output) {
     std::vector<char *> arguments;
-    arguments.reserve(command.size() + 1);
     for (const std::string &each : command) {
         arguments.push_back(const_cast<char *>(each.c_str()));
     }
     arguments.push_back(nullptr);
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_adddup2(&files, input, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
-    // The test ignores SIGPIPE, the program shall have it as a shell would give it.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    const int error =
-        posix_spawnp(&pid, arguments[0], &files, &attributes, arguments.data(), environ);
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&files);
-    return error;
+    ::dup2(input, STDIN_FILENO);
+    ::dup2(output, STDOUT_FILENO);
+    std::signal(SIGPIPE, SIG_DFL); // the test ignores it
+    ::execvp(arguments[0], arguments.data());
+    ::_exit(127);
 }
 
 } // namespace
@@ -55,20 +41,17 @@ Process::Process(const std::vector<std::string> &command) {
     std::signal(SIGPIPE, SIG_IGN);
     std::array<int, 2> in{-1, -1};
     std::array<int, 2> out{-1, -1};
-    int error = pipe2(in.data(), O_CLOEXEC) != 0 || pipe2(out.data(), O_CLOEXEC) != 0 ? errno : 0;
-    if (error == 0) {
-        error = start(command, in[0], out[1], m_Pid);
+    if (::pipe2(in.data(), O_CLOEXEC) != 0 || ::pipe2(out.data(), O_CLOEXEC) != 0 ||
+        (m_Pid = ::fork()) < 0) {
+        throw std::system_error(errno, std::generic_category(), command[0]);
+    }
+    if (m_Pid == 0) {
+        become(command, in[0], out[1]);
     }
     closeOne(in[0]);
     closeOne(out[1]);
     m_Input = in[1];
     m_Output = out[0];
-    if (error == 0) {
-        return;
-    }
-    closeOne(m_Input);
-    closeOne(m_Output);
-    throw std::system_error(error, std::generic_category(), command[0]);
 }
 
 Process::~Process() {

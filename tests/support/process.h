@@ -17,7 +17,7 @@ class Process {
     using Limit = std::chrono::milliseconds;
     static constexpr Limit usual{5000};
 
-    /// Starts a program: its path, then its arguments. Throws std::system_error if that fails.
+    /// Starts a program: its path, then its arguments. One that isn't there ends with 127.
     explicit Process(const std::vector<std::string> &command);
     ~Process();
 
