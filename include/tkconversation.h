@@ -36,10 +36,10 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     bool isDispatcherEnabled() const { return m_bDispatcherEnabled; }
 
     /// Turns polling on or off; off at the start. So far it decides one thing: while it is on, a
-    /// lost link is probed until the far end answers. Turned off with `dropConnection`, the engine forgets all values and fires
-    /// lostComms before the call returns; that blocks while another thread's dispatcher runs. From
-    /// a callback it never blocks: when another thread is in a callback of this engine, that
-    /// thread carries it out as soon as its callback has returned.
+    /// lost link is probed until the far end answers. Turned off with `dropConnection`, the engine
+    /// forgets all values and fires lostComms before the call returns; that blocks while another
+    /// thread's dispatcher runs. From a callback it never blocks: when another thread is in a
+    /// callback of this engine, that thread carries it out as soon as its callback has returned.
     void enableRefresh(bool enable, bool dropConnection);
     bool refreshEnabled() const { return m_bRefreshEnabled; }
 
@@ -85,8 +85,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
         unsigned long stored;
     };
 
-    /// Holds the engine's turn, m_pTxMutex, for a block; see there. False when the worker couldn't
-    /// have it because it is being stopped.
+    /// Holds the engine's turn, m_pTxMutex, for a block; see there. False when it couldn't be had:
+    /// the worker is being stopped, or whoever has it waits for this thread.
     class Turn {
       public:
         explicit Turn(TkConversation &engine) : m_Engine(engine), m_bHeld(engine.beginTurn()) {}

@@ -15,6 +15,12 @@ int rounded(double value) {
     return static_cast<int>(std::lround(value));
 }
 
+/// A value that changes is told at once.
+void tell(Parameters &parameters, Output &output, std::string_view mnemonic, int value) {
+    parameters.put(mnemonic, value);
+    output.send(parameters.item(mnemonic));
+}
+
 } // namespace
 
 void TubeLoad::cool(Milliseconds now) {
@@ -39,11 +45,6 @@ void TubeLoad::refresh(Milliseconds now) {
 
 Radiography::Radiography(Parameters &parameters, TubeLoad &load, Output &output, double timeScale)
     : m_Parameters(parameters), m_Load(load), m_Output(output), m_TimeScale(timeScale) {}
-
-void Radiography::tell(std::string_view mnemonic, int value) {
-    m_Parameters.put(mnemonic, value);
-    m_Output.send(m_Parameters.item(mnemonic));
-}
 
 bool Radiography::prep(Milliseconds now) {
     if (m_State != State::idle) {
@@ -137,7 +138,7 @@ std::optional<Milliseconds> Radiography::deadline() const {
 
 void Radiography::endPrep() {
     m_State = State::idle;
-    tell("PR", 0);
+    tell(m_Parameters, m_Output, "PR", 0);
     m_Output.print("prep off");
 }
 
@@ -151,18 +152,13 @@ void Radiography::endExposure(Milliseconds now) {
     }
     const double mas = ma * ms / 1000.0;
     m_Load.add(kv, mas, now);
-    tell("XR", 0);
+    tell(m_Parameters, m_Output, "XR", 0);
     m_Parameters.put("AP", rounded(mas));
     m_Parameters.put("AT", ms);
     m_Output.send(m_Parameters.item("AP") + " " + m_Parameters.item("AT"));
     m_Output.print("exposure off " + std::to_string(kv) + " kV " + std::to_string(ma) + " mA " +
                    std::to_string(ms) + " ms");
     endPrep();
-}
-
-void Fluoroscopy::tell(std::string_view mnemonic, int value) {
-    m_Parameters.put(mnemonic, value);
-    m_Output.send(m_Parameters.item(mnemonic));
 }
 
 bool Fluoroscopy::start(Milliseconds now) {
@@ -184,7 +180,7 @@ bool Fluoroscopy::stop(Milliseconds now) {
         const int length = seconds(now);
         m_SecondsBefore += length;
         m_Load.add(m_Parameters.value("FLK"), m_Parameters.value("FLM") * length / 10.0, now);
-        tell("FLX", 0);
+        tell(m_Parameters, m_Output, "FLX", 0);
         m_Output.print("fluoro off");
     }
     endPrep();
@@ -193,7 +189,7 @@ bool Fluoroscopy::stop(Milliseconds now) {
 
 void Fluoroscopy::endPrep() {
     m_State = State::idle;
-    tell("FLP", 0);
+    tell(m_Parameters, m_Output, "FLP", 0);
     m_Output.print("fluoro prep off");
 }
 

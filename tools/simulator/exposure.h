@@ -58,7 +58,6 @@ class Radiography {
   private:
     enum class State { idle, prepAsked, prepped, exposureAsked, exposing };
 
-    void tell(std::string_view mnemonic, int value);
     void prepAnswered(bool accepted);
     void exposureAnswered(bool accepted, Milliseconds now);
     void endPrep();
@@ -99,7 +98,6 @@ class Fluoroscopy {
   private:
     enum class State { idle, prepAsked, exposureAsked, exposing };
 
-    void tell(std::string_view mnemonic, int value);
     void answered(const char *answer, Milliseconds now);
     void endPrep();
     int seconds(Milliseconds now) const;
