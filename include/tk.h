@@ -141,6 +141,8 @@ class TKGEN_EXPORT Tk {
     static bool removeDispatcher(TkBaseDispatcher *dispatcher);
 
   protected:
+    friend class TkBinaryInterface; // a record's form depends on the revision
+
     /// The value of the last "GR" item that any generator sent; 0 before the first. A lost link
     /// doesn't clear it.
     static std::atomic<int> m_nGeneratorRevision;

@@ -1,0 +1,255 @@
+#ifndef TKRECORDWALK_H
+#define TKRECORDWALK_H
+
+#include "tkbinaryinterface.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <type_traits>
+#include <vector>
+
+/// The walks over a record's fields. A record tells its fields once, in wire order, by
+///
+///     template <class Walk> void Record::walk(Walk &walk)
+///
+/// and the walk that is handed in makes a request of them, or a frame that writes the record, or
+/// fills them from a reply. Only the walks know byte order and where data end. A walk offers:
+///
+///     revision()            what the form depends on, for an `if` in the list
+///     direction()           the byte that tells a read from a write; not in a reply
+///     inPlaceOfDirection(b) another byte in its place
+///     index(field)          a field that selects the instance: in a request too
+///     index(field, end)     the same, and a reply must name one below `end`
+///     answered(field, end)  the same, but not in a request
+///     fields(a, b, ...)     numbers, big-endian, as wide as their type
+///     lowByte(field)        a wide field of which the wire carries the low byte alone
+///     text(chars, size)     characters, as many as there are
+///     reserved(n)           bytes without a meaning, zero in a write
+///     trailer(n)            the same at the end of a write; a reply has none
+namespace tkrecord {
+
+constexpr int READ = 998;
+constexpr int WRITE = 999;
+
+constexpr unsigned char START = 0x01;
+constexpr std::size_t HEAD = 4; // start, code, two bytes of length
+
+/// What a walk over the fields can make.
+enum class Kind { request, write, reply };
+
+/// The length that a frame's head tells.
+inline std::size_t lengthOf(const std::vector<unsigned char> &frame) {
+    return static_cast<std::size_t>(frame[2]) << CHAR_BIT | frame[3];
+}
+
+/// Appends a request for a record, or its fields, to a frame.
+class Writer {
+  public:
+    Writer(std::vector<unsigned char> &frame, Kind kind, int revision)
+        : m_Frame(frame), m_Kind(kind), m_nRevision(revision) {}
+
+    int revision() const { return m_nRevision; }
+    void direction() { inPlaceOfDirection(m_Kind == Kind::request ? 1 : 0); }
+    void inPlaceOfDirection(unsigned char byte) {
+        if (m_Kind != Kind::reply) {
+            put(byte);
+        }
+    }
+    void index(unsigned char field, unsigned char /*end*/ = 0) { put(field); }
+    void answered(unsigned char field, unsigned char /*end*/) { fields(field); }
+
+    template <class... Numbers>
+    void fields(Numbers... numbers) {
+        if (m_Kind != Kind::request) {
+            (number(numbers), ...);
+        }
+    }
+    void lowByte(unsigned short int field) { fields(static_cast<unsigned char>(field & 0xFF)); }
+    void text(const char *chars, std::size_t size) {
+        if (m_Kind != Kind::request) {
+            m_Frame.insert(m_Frame.end(), chars, chars + size);
+        }
+    }
+    void reserved(std::size_t count) {
+        if (m_Kind != Kind::request) {
+            m_Frame.insert(m_Frame.end(), count, 0);
+        }
+    }
+    void trailer(std::size_t count) {
+        if (m_Kind == Kind::write) {
+            reserved(count);
+        }
+    }
+
+  private:
+    void put(unsigned char byte) { m_Frame.push_back(byte); }
+
+    template <class Number>
+    void number(Number value) {
+        const auto bits = static_cast<std::make_unsigned_t<Number>>(value);
+        for (std::size_t i = sizeof value; i-- > 0;) {
+            put(static_cast<unsigned char>(bits >> (CHAR_BIT * i) & 0xFF));
+        }
+    }
+
+    std::vector<unsigned char> &m_Frame;
+    const Kind m_Kind;
+    const int m_nRevision;
+};
+
+/// Fills a record's fields from data, and stops where the data end: a field that isn't there whole
+/// keeps its value.
+class Reader {
+  public:
+    Reader(const unsigned char *data, std::size_t size, int revision)
+        : m_pNext(data), m_nLeft(size), m_bAccepted(size > 0), m_nRevision(revision) {}
+
+    /// Whether there was anything for this record.
+    bool accepted() const { return m_bAccepted; }
+
+    int revision() const { return m_nRevision; }
+    void direction() {}
+    void inPlaceOfDirection(unsigned char /*byte*/) {}
+    void index(unsigned char &field) { number(field); }
+    void index(unsigned char &field, unsigned char end) { answered(field, end); }
+    void answered(unsigned char &field, unsigned char end) {
+        if (m_nLeft > 0 && *m_pNext >= end) {
+            m_bAccepted = false;
+            m_nLeft = 0;
+        }
+        number(field);
+    }
+
+    template <class... Numbers>
+    void fields(Numbers &...numbers) {
+        (number(numbers), ...);
+    }
+    void lowByte(unsigned short int &field) {
+        unsigned char byte = 0;
+        if (m_nLeft > 0) {
+            number(byte);
+            field = byte;
+        }
+    }
+    void text(char *chars, std::size_t size) {
+        const std::size_t count = std::min(size, m_nLeft);
+        std::copy_n(m_pNext, count, chars);
+        reserved(count);
+    }
+    void reserved(std::size_t count) {
+        const std::size_t passed = std::min(count, m_nLeft);
+        m_pNext += passed;
+        m_nLeft -= passed;
+    }
+    void trailer(std::size_t /*count*/) {}
+
+  private:
+    template <class Number>
+    void number(Number &field) {
+        if (m_nLeft < sizeof field) {
+            m_nLeft = 0;
+            return;
+        }
+        std::make_unsigned_t<Number> bits = 0;
+        for (std::size_t i = 0; i < sizeof field; ++i) {
+            bits = static_cast<decltype(bits)>(bits << CHAR_BIT | m_pNext[i]);
+        }
+        field = static_cast<Number>(bits);
+        reserved(sizeof field);
+    }
+
+    const unsigned char *m_pNext;
+    std::size_t m_nLeft;
+    bool m_bAccepted;
+    const int m_nRevision;
+};
+
+} // namespace tkrecord
+
+/// 01, code, length, then the walk, then the sum. The length is the form's: it doesn't always equal
+/// the bytes that follow.
+template <class Record>
+std::vector<unsigned char> TkBinaryInterface::encode(Record &record, int mode) {
+    const int formed = revision(); // one for the whole frame: the worker may hear another meanwhile
+    setFlag(false, record.currentFlag());
+    setForm(Record::form(formed));
+    const tkrecord::Kind kind =
+        mode == tkrecord::READ ? tkrecord::Kind::request : tkrecord::Kind::write;
+    const int length = kind == tkrecord::Kind::request ? m_nReadLength : m_nWriteLength;
+    std::vector<unsigned char> frame{tkrecord::START, m_nCommand,
+                                     static_cast<unsigned char>(length >> CHAR_BIT & 0xFF),
+                                     static_cast<unsigned char>(length & 0xFF)};
+    tkrecord::Writer writer(frame, kind, formed);
+    record.walk(writer);
+    frame.push_back(calculateCheckSum(&frame));
+    return frame;
+}
+
+/// The last byte is the sum, and never data, whatever the length says.
+template <class Record>
+bool TkBinaryInterface::decode(Record &record, const std::vector<unsigned char> *frame) {
+    if (frame == nullptr) {
+        return false;
+    }
+    const unsigned char *data = nullptr;
+    std::size_t size = 0;
+    if (frame->size() > tkrecord::HEAD) {
+        data = frame->data() + tkrecord::HEAD;
+        size = std::min(tkrecord::lengthOf(*frame), frame->size() - tkrecord::HEAD - 1);
+    }
+    tkrecord::Reader reader(data, size, revision());
+    record.walk(reader);
+    if (reader.accepted()) {
+        setFlag(true, record.currentFlag());
+    }
+    return true;
+}
+
+/// By way of the newest form, which carries every field.
+template <class Record>
+void TkBinaryInterface::copy(Record &record, const Record &other) {
+    if (&record == &other) {
+        return;
+    }
+    std::vector<unsigned char> data;
+    tkrecord::Writer writer(data, tkrecord::Kind::reply, INT_MAX);
+    const_cast<Record &>(other).walk(writer); // a writer changes nothing
+    tkrecord::Reader reader(data.data(), data.size(), INT_MAX);
+    record.walk(reader);
+    copyState(other);
+}
+
+// --- The operations that TKGEN_RECORD and TKGEN_COPIED_RECORD declare ---------------------------
+
+/// Those that follow the walk in every record.
+#define TKGEN_RECORD_RECEPTION(Class)                                                              \
+    bool Class::receiveMsg(std::vector<unsigned char> *frame) {                                    \
+        return decode(*this, frame);                                                               \
+    }                                                                                              \
+    bool Class::isValid() {                                                                        \
+        return isFlagSet(currentFlag());                                                           \
+    }                                                                                              \
+    void Class::clearValid() {                                                                     \
+        clearFlags();                                                                              \
+    }                                                                                              \
+    static_assert(true, "takes the semicolon behind the macro")
+
+/// Those of a record whose frames follow it too.
+#define TKGEN_RECORD_OPERATIONS(Class)                                                             \
+    std::vector<unsigned char> Class::generateCommand(int mode) {                                  \
+        return encode(*this, mode);                                                                \
+    }                                                                                              \
+    TKGEN_RECORD_RECEPTION(Class)
+
+#define TKGEN_RECORD_COPY(Class)                                                                   \
+    Class::Class(const Class &other) : Class() {                                                   \
+        copy(*this, other);                                                                        \
+    }                                                                                              \
+    Class &Class::operator=(const Class &other) {                                                  \
+        copy(*this, other);                                                                        \
+        return *this;                                                                              \
+    }                                                                                              \
+    static_assert(true, "takes the semicolon behind the macro")
+
+#endif
