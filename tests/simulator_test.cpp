@@ -6,6 +6,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <sstream>
 #include <unistd.h>
 
 using namespace tksim;
@@ -16,11 +17,24 @@ std::vector<Frame> cut(const Bytes &bytes) {
     FrameReader reader;
     std::vector<Frame> frames;
     for (const std::uint8_t byte : bytes) {
-        if (auto frame = reader.push(byte, 0)) {
+        if (auto frame = reader.push(byte, 0, 301)) {
             frames.push_back(std::move(*frame));
         }
     }
     return frames;
+}
+
+/// What an action puts on the line: a text's frame, or the bytes in "[01 1A]" as they are.
+Bytes bytesOf(const std::string &action) {
+    if (action[0] != '[') {
+        return encode(action);
+    }
+    std::istringstream stream(action.substr(1));
+    Bytes bytes;
+    for (int byte = 0; stream >> std::hex >> byte;) {
+        bytes.push_back(static_cast<std::uint8_t>(byte));
+    }
+    return bytes;
 }
 
 /// A simulator without a line, and a clock that stands still unless it is moved.
@@ -28,11 +42,12 @@ struct Scene {
     Simulator simulator;
     Milliseconds now = 0;
 
-    explicit Scene(Family family = Family::arkona) : simulator({family, 301, 1, 1, false}) {}
+    explicit Scene(Family family = Family::arkona, int revision = 301)
+        : simulator({family, revision, 1, 1, false}) {}
 
-    /// Plays steps "action => outcome", separated by commas. An action is a text that the console
-    /// sends, "!" and a command of the panel, or "+" and milliseconds that pass; its outcome the
-    /// frames that come and, behind a "#" each, the printed lines, or "-" for nothing.
+    /// Plays steps "action => outcome", separated by commas. An action is a text or bytes that the
+    /// console sends, "!" and a command of the panel, or "+" and milliseconds that pass; its
+    /// outcome the frames that come and, behind a "#" each, the printed lines, or "-" for nothing.
     void play(const std::string &steps) {
         for (std::size_t at = 0, end = 0; at < steps.size(); at = end + 2) {
             end = std::min(steps.find(", ", at), steps.size());
@@ -42,7 +57,7 @@ struct Scene {
         }
     }
     std::string outcomeOf(const std::string &action) {
-        const Bytes bytes = encode(action);
+        const Bytes bytes = bytesOf(action);
         if (action[0] == '!') {
             simulator.command(action.substr(1), now);
         } else if (action[0] == '+') {
@@ -66,10 +81,17 @@ struct Device {
     explicit Device(const std::string &path) : fd(open(path.c_str(), O_RDWR | O_NOCTTY)) {}
     ~Device() { close(fd); }
 
-    /// The next frame, after sending one unless `text` is empty; nothing when none comes in time.
-    std::string ask(const std::string &text) {
-        const Bytes sent = text.empty() ? Bytes{} : encode(text);
+    void send(const std::string &text) {
+        const Bytes sent = bytesOf(text);
         EXPECT_EQ(::write(fd, sent.data(), sent.size()), static_cast<ssize_t>(sent.size()));
+    }
+
+    std::string ask(const std::string &text) {
+        send(text);
+        return next();
+    }
+    /// The next frame; nothing when none comes in time.
+    std::string next() {
         Bytes frame;
         std::uint8_t byte = 0;
         pollfd waiting{fd, POLLIN, 0};
@@ -123,10 +145,11 @@ TEST(SimulatorValues, AreClampedSteppedAndTiedTogether) {
 }
 
 TEST(SimulatorValues, SetsBeginWithTheItemThatTheConsoleAwaits) {
-    Scene{}.play("RR => KV070 MA00100 MS00100 MX00010 ET0 FO0 FS001 FI010 FN 0, "
-                 "RF => FLK070 FLM020 FLF0 FLA0 FLS150 FLZ0 FLD0 FLI000 FLT000, "
-                 "RS => TU1 WS1 BU1 HE000, CD4 => CWS4 CBU0 CTO0 CFL1 CSR0 CAE3 CFI010 CFS010, "
-                 "GR => GR0301, ST => ST000, AP? => AP00000, DS => DS1, DT => DT1, DZ => DZ");
+    Scene{}.play(
+        "RR => KV070 MA00100 MS00100 MX00010 ET0 FO0 FS001 FI010 FN 0 WS1, "
+        "RF => FLK070 FLM020 FLF0 FLA0 FLS150 FLZ0 FLD0 FLI000 FLT000, "
+        "RS => TU1 WS1 BU1 HE000 ST000, CD4 => CWS4 CBU0 CTO0 CFL1 CSR0 CAE3 CFI010 CFS010, "
+        "GR => GR0301, ST => ST000, AP? => AP00000, DS => DS1, DT => DT1, DZ => DZ");
 }
 
 TEST(SimulatorValues, WhatCannotBeUnderstoodIsRefused) {
@@ -142,8 +165,9 @@ TEST(SimulatorValues, WhatCannotBeUnderstoodIsRefused) {
 TEST(SimulatorValues, AProgramIsTakenOverWhole) {
     Scene{}.play("SA WS1 FO0 ET0 FI010 FS001 FN 0 KV100 MA01000 MS04000 => "
                  "WS1 FO0 ET0 FI010 FS001 FN 0 KV100 MA01000 MS04000 MX04000, "
-                 "SA WS6 FO1 ET2 FI101 FS007 FN-1 KV180 MA00200 MS00050 => ER213 | ER203 | "
-                 "WS6 FO1 ET2 FI101 FS001 FN-1 KV150 MA00200 MS00050 MX00010 BU0 TU2 TB2");
+                 "SA WS5 FO1 ET2 FI101 FS007 FN-1 KV180 MA00200 MS00050 => ER213 | ER203 | "
+                 "WS5 FO1 ET2 FI101 FS001 FN-1 KV150 MA00200 MS00050 MX00010 BU3 TU2 TB2, "
+                 "WS6 => WS6 BU0");
 }
 
 TEST(SimulatorHandshake, EachStageNeedsTheConsole) {
@@ -215,6 +239,72 @@ TEST(SimulatorMisbehaviour, IsReproducibleFromItsSeed) {
     };
     EXPECT_EQ(traffic(7), traffic(7));
     EXPECT_NE(traffic(7), traffic(8));
+}
+
+TEST(SimulatorRecords, AreReadAndWrittenInTheFormOfTheRevision) {
+    const std::string head = "02 01 00 00 00 00 00 05 0A 00 00 00 01 00 14 0F 46 ";
+    const std::string none = "00 00 00 00 00 00 00 00 00 00 ";
+    Scene{Family::arkona, 299}.play(
+        "[01 1A 00 02 01 02 20] => NAK, [01 06 00 02 01 06 10] => NAK, [01 77 00 01 01 7A] => NAK, "
+        "[01 06 00 02 01 02 0D] => NAK, KV? => KV070, [01 06 00 02 01 02 0C] => [01 06 00 1A " +
+        head + "00 00 07 00 00 00 00 00 00 A4]");
+    // A write has 20 bytes more, which aren't kept, nor is the reserved one behind the mA.
+    const std::string write = head + "07 63 07 00 00 00 00 00 00 09 " + none + none;
+    const std::string kept = head + "07 00 07 00 00 00 00 00 00 09 C9], ";
+    Scene{Family::arkona, 300}.play(
+        "[01 1A 00 30 00 " + write + "41] => ACK, [01 1A 00 02 01 02 20] => [01 1A 00 1B " + kept +
+        "[01 17 00 02 01 03 1E] => [01 17 00 1A 03 01 01 07 00 FE 00 02 03 E8 04 4C 04 B0 05 14 03 "
+        "0A 0B 0C 14 15 16 1E 1F 20 06], [01 C8 00 01 01 CB] => NAK, [01 0A 00 02 00 07 14] => "
+        "NAK, !record table 0 1 246 => #record table 0 1 246, [01 C8 00 01 00 CA] => [01 C8 00 34 "
+        "FB F6 00 0F 6E 5A EC 54 41 42 4C 45 20 49 4E 20 50 4F 53 49 54 49 4F 4E 00 00 00 00 ...]");
+}
+
+TEST(SimulatorRecords, EndWhereTheyEndWhateverTheirLengthFieldSays) {
+    // Below revision 150 the field of a write says 11 and 8 bytes follow.
+    Scene{Family::brn450}.play("[01 08 00 0B 00 03 05 06 07 00 00 00 29 01 08 00 02 01 03 0F] => "
+                               "ACK | [01 08 00 04 03 05 06 07 22], [01 17 00 02 01 03 1E] => NAK");
+    Scene{Family::arkona, 150}.play(
+        "[01 08 00 0B 00 03 05 06 07 FF 00 01 34 35 36 C8] => ACK, "
+        "[01 08 00 02 01 03 0F] => [01 08 00 0A 03 05 06 07 FF 00 01 34 35 36 C7]");
+    // A read of a chamber says 10 and nothing follows; it gets the channels in turn.
+    Scene{}.play("[01 D3 00 0A 01 07 12 34 00 01 00 02 00 03 32] => ACK, "
+                 "[01 D3 00 0A 04 07 12 34 00 01 00 02 00 03 35] => NAK, [01 D3 00 00 D4] => NAK, "
+                 "[01 D3 00 0A DE 01 D3 00 0A DE] => [01 D3 00 0A 00 01 02 03 04 05 06 07 08 09 "
+                 "0B] | [01 D3 00 0A 01 07 12 34 00 01 00 02 00 03 32]");
+}
+
+TEST(SimulatorRecords, AndTheMeterGoWrongAsTheyAreTold) {
+    Scene{}.play(
+        "!meter absent => #meter absent, DS => DS0, DT => DT0, !meter dead => #meter dead, "
+        "DS => DS1, DT => DT0, !meter slow => #meter slow, DT => DT2, DT => DT2, "
+        "DT => DT2, DT => DT2, DT => DT2, DT => DT1, "
+        "!short 14 => #short 14, [01 0A 00 01 01 0D] => [01 0A 00 02 00 01 0E], "
+        "!misfiled on => #misfiled on, [01 0A 00 01 01 0D] => [01 18 00 02 00 01 1C], "
+        "!short 99 => #short 99, !duplicate 100 => #duplicate 100, "
+        "[01 0A 00 01 01 0D] => [01 18 00 00 19] | [01 18 00 00 19], "
+        "!record density 0 16 1 => #density: INSTANCE 0 to 0; OFFSET 0 to 15; VALUE 0 to "
+        "255 | #usage: record NAME INSTANCE [OFFSET VALUE]");
+}
+
+TEST(SimulatorProgram, AnswersAllThatAConsoleAsksInTurn) {
+    Process program({TKGEN_SIM_PATH, "--meter", "slow", "--revision", "300"});
+    Device console(program.readLine().value_or("device ").substr(7));
+    std::istringstream items("DT2 GR0300 DS1 AL FLO FLC CN AI ATP ATA ATC COL FIL BCP RAP FP DA");
+    for (std::string item; items >> item;) {
+        const std::string mnemonic = item.substr(0, item.find_first_of("0123"));
+        EXPECT_EQ(console.ask(mnemonic).substr(0, item.size()), item);
+    }
+    program.writeLine("record receptor 2 0 6\nrecord receptor 2\nmute TU\nmute GR\nmute record");
+    EXPECT_TRUE(program.readUntil("record receptor 2: 06 01 00 00"));
+    EXPECT_TRUE(program.readUntil("mute record"));
+    console.send("GR");
+    console.send("[01 1A 00 02 01 02 20]");
+    EXPECT_EQ(console.ask("RS"), "ACK") << "what is muted was answered";
+    EXPECT_EQ(console.next(), "WS1 BU1 HE000 ST000");
+    EXPECT_EQ(console.ask("WS4"), "WS4 BU0 TB2") << "what is muted was told";
+    program.writeLine("unmute");
+    EXPECT_TRUE(program.readUntil("unmute"));
+    EXPECT_EQ(console.ask("[01 1A 00 02 01 02 20]").substr(0, 15), "[01 1A 00 1B 06");
 }
 
 TEST(SimulatorProgram, TalksOverItsDevice) {

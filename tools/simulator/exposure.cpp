@@ -10,6 +10,7 @@ namespace {
 constexpr double bearableHeatUnits = 300000;
 constexpr double coolingPerSecond = 1000;
 constexpr Milliseconds longestExposure = 10000;
+constexpr int answersOfSlowMeter = 5;
 
 int rounded(double value) {
     return static_cast<int>(std::lround(value));
@@ -32,7 +33,21 @@ void TubeLoad::cool(Milliseconds now) {
 void TubeLoad::add(int kv, double mas, Milliseconds now) {
     cool(now);
     m_HeatUnits = std::min(bearableHeatUnits, m_HeatUnits + kv * mas);
-    m_Dose = std::min(9999999.0, m_Dose + kv * kv * mas / 1000);
+    if (metering()) {
+        m_Dose = std::min(9999999.0, m_Dose + kv * kv * mas / 1000);
+    }
+}
+
+void TubeLoad::setMeter(Meter meter) {
+    m_Parameters.put("DS", meter == Meter::none ? 0 : 1);
+    m_Parameters.put("DT", meter == Meter::present ? 1 : meter == Meter::slow ? 2 : 0);
+    m_SlowAnswers = meter == Meter::slow ? answersOfSlowMeter : 0;
+}
+
+void TubeLoad::meterAsked() {
+    if (m_SlowAnswers > 0 && --m_SlowAnswers == 0) {
+        m_Parameters.put("DT", 1);
+    }
 }
 
 void TubeLoad::refresh(Milliseconds now) {

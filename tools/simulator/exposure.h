@@ -9,6 +9,13 @@ namespace tksim {
 /// How long the generator waits for the console's answer to a prep or an exposure.
 constexpr Milliseconds answerLimit = 1000;
 
+enum class Meter {
+    present,
+    none, ///< "DS" tells that there is none
+    slow, ///< "DT" tells some times over that it isn't ready yet
+    dead  ///< "DT" tells that for ever
+};
+
 /// Heat of the tube and dose at the meter. Heat is in percent of what the anode bears (300000 heat
 /// units) and leaves it at 1000 units a second; the housing is at half of it.
 class TubeLoad {
@@ -17,6 +24,14 @@ class TubeLoad {
 
     void add(int kv, double mas, Milliseconds now);
     void clearDose() { m_Dose = 0; }
+
+    void setMeter(Meter meter);
+
+    /// "DT" was queried.
+    void meterAsked();
+
+    /// Whether the meter measures: only one that is ready does.
+    bool metering() const { return m_Parameters.value("DT") == 1; }
 
     /// Brings heat and accumulated dose of the parameters up to date.
     void refresh(Milliseconds now);
@@ -28,6 +43,7 @@ class TubeLoad {
     double m_HeatUnits = 0;
     double m_Dose = 0;
     Milliseconds m_CooledAt = 0;
+    int m_SlowAnswers = 0;
 };
 
 /// Prep and exposure as the two stages of a hand switch. Each stage is announced to the console,

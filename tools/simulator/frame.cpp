@@ -1,5 +1,8 @@
 #include "frame.h"
 
+#include "record_table.h"
+
+#include <algorithm>
 #include <cstdio>
 #include <numeric>
 #include <utility>
@@ -28,17 +31,6 @@ bool isPlainText(const Bytes &bytes) {
     return true;
 }
 
-std::string hexadecimal(const Bytes &bytes) {
-    constexpr std::size_t shown = 32;
-    std::string text = "[";
-    for (std::size_t i = 0; i < bytes.size() && i < shown; ++i) {
-        char digits[4];
-        std::snprintf(digits, sizeof digits, "%02X", bytes[i]);
-        text += (i == 0 ? "" : " ") + std::string(digits);
-    }
-    return text + (bytes.size() > shown ? " ...]" : "]");
-}
-
 } // namespace
 
 Bytes encode(std::string_view text) {
@@ -46,6 +38,27 @@ Bytes encode(std::string_view text) {
     bytes.push_back(endOfText);
     bytes.push_back(sumOf(bytes, bytes.size()));
     return bytes;
+}
+
+Bytes encodeRecord(std::uint8_t code, const Bytes &data) {
+    Bytes bytes(recordHeader + data.size());
+    bytes[0] = startOfRecord;
+    bytes[1] = code;
+    bytes[2] = static_cast<std::uint8_t>(data.size() >> 8);
+    bytes[3] = static_cast<std::uint8_t>(data.size() & 0xFF);
+    std::copy(data.begin(), data.end(), bytes.begin() + recordHeader);
+    bytes.push_back(sumOf(bytes, bytes.size()));
+    return bytes;
+}
+
+std::string hexadecimal(const Bytes &bytes, std::size_t shown) {
+    std::string text;
+    for (std::size_t i = 0; i < bytes.size() && i < shown; ++i) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, "%02X", bytes[i]);
+        text += (i == 0 ? "" : " ") + std::string(digits);
+    }
+    return text + (bytes.size() > shown ? " ..." : "");
 }
 
 std::string readable(const Bytes &bytes) {
@@ -58,10 +71,10 @@ std::string readable(const Bytes &bytes) {
     if (isPlainText(bytes)) {
         return std::string(bytes.begin(), bytes.end() - 2);
     }
-    return hexadecimal(bytes);
+    return "[" + hexadecimal(bytes, 32) + "]";
 }
 
-std::optional<Frame> FrameReader::push(std::uint8_t byte, Milliseconds now) {
+std::optional<Frame> FrameReader::push(std::uint8_t byte, Milliseconds now, int revision) {
     if (now - m_LastByte >= quietLimit) {
         m_Bytes.clear();
     }
@@ -73,14 +86,14 @@ std::optional<Frame> FrameReader::push(std::uint8_t byte, Milliseconds now) {
     if (m_Bytes.size() == 1 && byte == nak) {
         return finish(FrameKind::negative);
     }
-    return m_Bytes[0] == startOfRecord ? record() : text();
+    return m_Bytes[0] == startOfRecord ? record(revision) : text();
 }
 
-std::optional<Frame> FrameReader::record() {
-    if (m_Bytes.size() < recordHeader) {
+std::optional<Frame> FrameReader::record(int revision) {
+    if (m_Bytes.size() < recordHeader + 1) {
         return std::nullopt;
     }
-    const std::size_t length = (std::size_t{m_Bytes[2]} << 8) + m_Bytes[3] + recordHeader + 1;
+    const std::size_t length = recordHeader + bytesBehindLength(m_Bytes.data(), revision) + 1;
     if (length > longestRecord) {
         m_Bytes.clear();
         return std::nullopt;

@@ -22,6 +22,12 @@ constexpr std::uint8_t nak = 0x15;
 /// Text, ETX, and the low byte of the sum of all bytes before.
 Bytes encode(std::string_view text);
 
+/// A reply: start byte, code, length and data, and the same sum behind.
+Bytes encodeRecord(std::uint8_t code, const Bytes &data);
+
+/// "02 01 0A", cut after so many bytes.
+std::string hexadecimal(const Bytes &bytes, std::size_t shown);
+
 /// Frame bytes for a person to read: the text of a sound text frame, "ACK", "NAK", else hexadecimal
 /// in brackets, cut after 32 bytes.
 std::string readable(const Bytes &bytes);
@@ -42,23 +48,25 @@ struct Frame {
 
 /// Cuts frames out of the bytes that arrive from the console.
 ///
-/// A record is cut by its length field, text at the byte behind its ETX. What is longer than any
-/// frame is dropped, and so is an unfinished frame after which the line was quiet for `quietLimit`:
-/// a console writes a frame in one go, so that the rest of a damaged one can't spoil the next.
+/// A record is cut where its form ends, which isn't always where its length field says, and an
+/// unknown one by that field; text at the byte behind its ETX. What is longer than any frame is
+/// dropped, and so is an unfinished frame after which the line was quiet for `quietLimit`: a
+/// console writes a frame in one go, so that the rest of a damaged one can't spoil the next.
 class FrameReader {
   public:
     static constexpr Milliseconds quietLimit = 200;
     static constexpr std::size_t longestText = 256;
     static constexpr std::size_t longestRecord = 2048;
 
-    /// Takes one byte; returns the frame that it completes.
-    std::optional<Frame> push(std::uint8_t byte, Milliseconds now);
+    /// Takes one byte; returns the frame that it completes. The generator's revision decides on the
+    /// forms of records.
+    std::optional<Frame> push(std::uint8_t byte, Milliseconds now, int revision);
 
     /// Drops an unfinished frame.
     void clear() { m_Bytes.clear(); }
 
   private:
-    std::optional<Frame> record();
+    std::optional<Frame> record(int revision);
     std::optional<Frame> text();
     Frame finish(FrameKind kind);
     bool sumFits() const;

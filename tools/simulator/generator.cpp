@@ -82,10 +82,17 @@ void append(std::string &items, const std::string &item) {
 } // namespace
 
 Generator::Generator(Family family, int revision, double timeScale)
-    : m_Parameters(family, revision), m_Radiography(m_Parameters, m_Load, m_Output, timeScale) {}
+    : m_Parameters(family, revision), m_Radiography(m_Parameters, m_Load, m_Output, timeScale),
+      m_Records(family) {}
 
 void Generator::receive(const Frame &frame, Milliseconds now) {
     if (frame.kind == FrameKind::acknowledge || frame.kind == FrameKind::negative) {
+        return;
+    }
+    if (frame.kind == FrameKind::record) {
+        if (!m_RecordsMuted) {
+            m_Output.sendFrame(m_Records.answer(frame.bytes, revision()));
+        }
         return;
     }
     const std::size_t letters = lettersAt(frame.text, 0);
@@ -100,6 +107,9 @@ void Generator::receive(const Frame &frame, Milliseconds now) {
 }
 
 void Generator::answer(const Row &row, std::string_view value, Milliseconds now) {
+    if (muted(row) && (row.kind == Kind::set || isQuery(value))) {
+        return;
+    }
     switch (row.kind) {
     case Kind::setting:
     case Kind::filmScreen:
@@ -126,6 +136,9 @@ void Generator::answer(const Row &row, std::string_view value, Milliseconds now)
 void Generator::answerValue(const Row &row, std::string_view value) {
     if (isQuery(value) || stepOf(value)) {
         m_Output.send(m_Parameters.item(row.mnemonic));
+        if (row.mnemonic == "DT") {
+            m_Load.meterAsked();
+        }
     } else {
         m_Output.sendByte(nak);
     }
@@ -183,8 +196,11 @@ void Generator::answerSet(const Row &row, std::string_view value) {
     }
     std::string items;
     for (const std::string_view mnemonic : itemsOf(row)) {
-        if (m_Parameters.find(mnemonic)) {
+        const Row *each = m_Parameters.find(mnemonic);
+        if (each && !muted(*each)) {
             append(items, m_Parameters.item(mnemonic));
+        } else if (mnemonic == itemsOf(row).front()) {
+            m_Output.sendByte(ack); // else the console would wait for the item that it awaits
         }
     }
     m_Output.send(items);
@@ -224,8 +240,10 @@ void Generator::answerProgram(std::string_view line) {
     sendWithChanges(items, rows, before);
 }
 
-void Generator::sendWithChanges(std::string items, const std::vector<const Row *> &rows,
+/// The rows are those that the items tell already.
+void Generator::sendWithChanges(std::string items, std::vector<const Row *> rows,
                                 const Parameters::Values &before) {
+    rows.insert(rows.end(), m_Muted.begin(), m_Muted.end());
     for (const std::string &item : m_Parameters.changesSince(before, rows)) {
         append(items, item);
     }
@@ -290,7 +308,7 @@ void Generator::refresh(Milliseconds now) {
     const int rate = m_Radiography.exposing()   ? kv * kv * value("MA") / 1000
                      : m_Fluoroscopy.exposing() ? fluoroKv * fluoroKv * value("FLM") / 10000
                                                 : 0;
-    m_Parameters.put("DR", rate);
+    m_Parameters.put("DR", m_Load.metering() ? rate : 0);
     m_Parameters.put("KW", (kv * value("MA") + 500) / 1000);
     m_Parameters.put("ST", value("PR") * prepBit + value("XR") * exposureBit +
                                value("FLX") * fluoroBit + (m_Latched.empty() ? 0 : latchedBit));
@@ -345,6 +363,22 @@ bool Generator::change(std::string_view mnemonic, int value) {
     sendWithChanges(m_Parameters.item(mnemonic), {row}, before);
     m_Output.print("set " + m_Parameters.item(mnemonic));
     return true;
+}
+
+bool Generator::mute(std::string_view mnemonic) {
+    if (mnemonic == "record") {
+        m_RecordsMuted = true;
+        return true;
+    }
+    const Row *row = m_Parameters.find(mnemonic);
+    if (row) {
+        m_Muted.push_back(row);
+    }
+    return row != nullptr;
+}
+
+bool Generator::muted(const Row &row) const {
+    return std::find(m_Muted.begin(), m_Muted.end(), &row) != m_Muted.end();
 }
 
 void Generator::show(Milliseconds now) {

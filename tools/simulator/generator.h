@@ -2,6 +2,7 @@
 #define TKSIM_GENERATOR_H
 
 #include "exposure.h"
+#include "records.h"
 
 namespace tksim {
 
@@ -9,7 +10,7 @@ namespace tksim {
 /// lets time pass as it is told. No bytes are lost or spoiled here, and nothing is read or written.
 ///
 /// What it can't understand it answers with a NAK: a wrong sum, an unknown mnemonic, a value that
-/// is no number, a mnemonic that its family lacks, and every record.
+/// is no number, a mnemonic that its family lacks, and a record that its revision doesn't have.
 class Generator {
   public:
     Generator(Family family, int revision, double timeScale);
@@ -45,6 +46,19 @@ class Generator {
     /// outcome the console can't know.
     void answerByAck(bool on) { m_AnswerByAck = on; }
 
+    void setMeter(Meter meter) { m_Load.setMeter(meter); }
+
+    /// Never again answers a query of a mnemonic, nor tells it among others; with "record" no
+    /// record. False for a mnemonic that the generator doesn't have.
+    bool mute(std::string_view mnemonic);
+    void unmute() {
+        m_Muted.clear();
+        m_RecordsMuted = false;
+    }
+
+    Records &records() { return m_Records; }
+    int revision() const { return m_Parameters.revision(); }
+
     /// Prints every value.
     void show(Milliseconds now);
 
@@ -58,6 +72,7 @@ class Generator {
     };
 
     void refresh(Milliseconds now);
+    bool muted(const Row &row) const;
     void answer(const Row &row, std::string_view value, Milliseconds now);
     void answerSetting(const Row &row, std::string_view value);
     void answerValue(const Row &row, std::string_view value);
@@ -68,7 +83,7 @@ class Generator {
     void stepValue(const Row &row, Parameters::Step step);
     void echoedError(const Row &row, std::string_view value);
     void sendError(int code);
-    void sendWithChanges(std::string items, const std::vector<const Row *> &rows,
+    void sendWithChanges(std::string items, std::vector<const Row *> rows,
                          const Parameters::Values &before);
 
     Output m_Output;
@@ -76,7 +91,10 @@ class Generator {
     TubeLoad m_Load{m_Parameters};
     Radiography m_Radiography;
     Fluoroscopy m_Fluoroscopy{m_Parameters, m_Load, m_Output};
+    Records m_Records;
     std::vector<LatchedError> m_Latched;
+    std::vector<const Row *> m_Muted;
+    bool m_RecordsMuted = false;
     bool m_AnswerByAck = false;
 };
 

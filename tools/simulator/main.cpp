@@ -35,7 +35,7 @@ struct Arguments {
     std::map<std::string, double> percent; ///< by the name of its command
     int delay = 0;
     double delayPercent = 100;
-    bool ack = false;
+    std::vector<std::string> orders; ///< commands to begin with, from options that are one
     bool exitOnEof = false;
 };
 
@@ -77,8 +77,8 @@ Program::Program(const Arguments &arguments)
                                 std::to_string(arguments.delayPercent),
                             0);
     }
-    if (arguments.ack) {
-        m_Simulator.command("ack on", 0);
+    for (const std::string &order : arguments.orders) {
+        m_Simulator.command(order, 0);
     }
     m_Simulator.takeLines(); // nothing is printed before the device
 }
@@ -255,6 +255,29 @@ void addMishaps(CLI::App &app, Arguments &arguments) {
         ->option_text("PERCENT");
 }
 
+/// Options that give a command from the start.
+void addOrders(CLI::App &app, Arguments &arguments) {
+    std::vector<std::string> &orders = arguments.orders;
+    const auto order = [&orders](const std::string &name) {
+        return [&orders, name](const std::string &value) { orders.push_back(name + " " + value); };
+    };
+    const auto flag = [&orders](const std::string &line) {
+        return [&orders, line](std::int64_t) { orders.push_back(line); };
+    };
+    app.add_option_function<std::string>("--meter", order("meter"), "Have a dose meter or none")
+        ->check(CLI::IsMember({"present", "absent", "slow", "dead"}))
+        ->option_text("present|absent|slow|dead");
+    app.add_option_function<std::string>("--short", order("short"),
+                                         "Leave out the last bytes of records' data")
+        ->check(decimal)
+        ->check(CLI::Range(0, 1000))
+        ->option_text("BYTES");
+    app.add_flag_function("--misfiled", flag("misfiled on"),
+                          "Answer records under another record's code");
+    app.add_flag_function("--ack", flag("ack on"),
+                          "Answer settings by a lone ACK instead of an echo");
+}
+
 void addOptions(CLI::App &app, Arguments &arguments) {
     Simulator::Options &simulator = arguments.simulator;
     app.set_version_flag("--version", std::string("tkgen-sim ") + TKSIM_VERSION);
@@ -276,7 +299,7 @@ void addOptions(CLI::App &app, Arguments &arguments) {
         ->check(decimal)
         ->option_text("NUMBER");
     addMishaps(app, arguments);
-    app.add_flag("--ack", arguments.ack, "Answer settings by a lone ACK instead of an echo");
+    addOrders(app, arguments);
     app.add_flag("--trace", simulator.trace, "Print every frame: \"< KV?\" in, \"> KV070\" out");
     app.add_flag("--exit-on-eof", arguments.exitOnEof,
                  "End with standard input instead of going on until a signal");

@@ -12,6 +12,7 @@ struct Output {
     std::vector<std::string> lines;
 
     void send(std::string_view text) { frames.push_back(encode(text)); }
+    void sendFrame(Bytes frame) { frames.push_back(std::move(frame)); }
     void sendByte(std::uint8_t byte) { frames.push_back(Bytes{byte}); }
     void print(std::string line) { lines.push_back(std::move(line)); }
 };

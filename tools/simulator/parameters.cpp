@@ -98,10 +98,12 @@ std::vector<const Row *> Parameters::load(const std::vector<std::pair<const Row 
 }
 
 void Parameters::followStation() {
-    const Station &present = station(value("WS"));
-    put("TU", present.tube);
-    put("TB", present.tube);
+    const Station present = station(value("WS"), m_Family);
     put("BU", present.bucky);
+    if (present.tube != 0) {
+        put("TU", present.tube);
+        put("TB", present.tube);
+    }
 }
 
 /// Restores mAs = mA * ms / 1000 after a change of `changed`.
@@ -133,7 +135,7 @@ std::vector<std::string> Parameters::changesSince(const Values &before,
 }
 
 void Parameters::describeStation(int workstation) {
-    const Station &described = station(workstation);
+    const Station described = station(workstation, m_Family);
     at("CWS") = workstation;
     at("CBU") = described.bucky;
     at("CTO") = described.tomography;

@@ -22,6 +22,9 @@ class Parameters {
     /// The row of a mnemonic that this family has, or null.
     const Row *find(std::string_view mnemonic) const;
 
+    /// Decides on the forms of records. A family that can't tell its revision has the oldest.
+    int revision() const { return find("GR") ? value("GR") : 0; }
+
     /// The value of a mnemonic of the vocabulary.
     int value(std::string_view mnemonic) const;
 

@@ -63,6 +63,12 @@ class Simulator {
     Outcome latched(const Words &words, Milliseconds now);
     Outcome set(const Words &words, Milliseconds now);
     Outcome show(const Words &words, Milliseconds now);
+    Outcome record(const Words &words, Milliseconds now);
+    Outcome meter(const Words &words, Milliseconds now);
+    Outcome mute(const Words &words, Milliseconds now);
+    Outcome unmute(const Words &words, Milliseconds now);
+    Outcome shorten(const Words &words, Milliseconds now);
+    Outcome misfile(const Words &words, Milliseconds now);
     Outcome answerByAck(const Words &words, Milliseconds now);
     template <Mishap mishap>
     Outcome chance(const Words &words, Milliseconds now);

@@ -99,7 +99,7 @@ constexpr Row vocabulary[vocabularySize] = {
     reading("GC", 3, three),
     reading("CWS", 1, {1, 6}, 1),
     reading("CBU", 1, digit, 1),
-    reading("CTO", 1, digit, 1),
+    reading("CTO", 1, digit),
     reading("CFL", 1, digit),
     reading("CSR", 1, digit),
     reading("CAE", 1, digit, 1),
@@ -151,12 +151,12 @@ constexpr bool everyValueFitsItsReply() {
 static_assert(everyValueFitsItsReply(), "a range is wider than its reply, or its start outside it");
 
 constexpr std::array<Station, workstations> stations{{
-    {1, 1, 1, 0, 0, 1, 10, 1},
-    {1, 2, 0, 0, 0, 2, 10, 1},
+    {1, 1, 0, 0, 0, 1, 10, 1},
+    {1, 2, 1, 0, 0, 2, 10, 1},
     {1, 0, 0, 0, 0, 0, 0, 1},
     {2, 0, 0, 1, 0, 3, 10, 10},
-    {2, 3, 1, 1, 0, 4, 101, 10},
-    {2, 0, 0, 0, 1, 0, 0, 100},
+    {2, 3, 0, 1, 1, 4, 101, 1},
+    {0, 0, 0, 0, 0, 0, 0, 1},
 }};
 
 } // namespace
@@ -188,10 +188,10 @@ const std::vector<int> &choices(const Row &row) {
 
 const std::vector<std::string_view> &itemsOf(const Row &set) {
     static const std::vector<std::string_view> radiographic{"KV", "MA", "MS", "MX", "ET",
-                                                            "FO", "FS", "FI", "FN"};
+                                                            "FO", "FS", "FI", "FN", "WS"};
     static const std::vector<std::string_view> fluoroscopic{"FLK", "FLM", "FLF", "FLA", "FLS",
                                                             "FLZ", "FLD", "FLI", "FLT"};
-    static const std::vector<std::string_view> status{"TU", "WS", "BU", "HE"};
+    static const std::vector<std::string_view> status{"TU", "WS", "BU", "HE", "ST"};
     static const std::vector<std::string_view> configuration{"CWS", "CBU", "CTO", "CFL",
                                                              "CSR", "CAE", "CFI", "CFS"};
     if (set.mnemonic == "RR") {
@@ -232,8 +232,14 @@ std::optional<int> number(std::string_view text) {
     return minus ? -value : value;
 }
 
-const Station &station(int workstation) {
-    return stations[static_cast<std::size_t>(std::clamp(workstation, 1, workstations) - 1)];
+Station station(int workstation, Family family) {
+    const int nearest = std::clamp(workstation, 1, workstations);
+    Station found = stations[static_cast<std::size_t>(nearest - 1)];
+    if (family == Family::brn450) {
+        found.tube = std::min(found.tube, 1);
+        found.fluoroscopy = 0;
+    }
+    return found;
 }
 
 } // namespace tksim

@@ -68,7 +68,7 @@ struct Row {
 
 constexpr int workstations = 6;
 
-/// What a workstation has.
+/// What a workstation has. Without a tube it isn't enabled.
 struct Station {
     int tube, bucky, tomography, fluoroscopy, serial, aecChannel, fields, filmScreen;
 };
@@ -98,8 +98,9 @@ std::string format(const Row &row, int value);
 /// A decimal number of at most nine digits, perhaps with a minus sign, and nothing around it.
 std::optional<int> number(std::string_view text);
 
-/// Workstation 1 to 6; what lies outside gives the nearest.
-const Station &station(int workstation);
+/// Workstation 1 to 6; what lies outside gives the nearest. The smaller family has one tube, which
+/// serves both tubes' stations, and no fluoroscopy.
+Station station(int workstation, Family family);
 
 } // namespace tksim
 
