@@ -35,15 +35,19 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     void enableDispatcher(bool enable) { m_bDispatcherEnabled = enable; }
     bool isDispatcherEnabled() const { return m_bDispatcherEnabled; }
 
-    /// Turns polling on or off; off at the start. So far it decides one thing: while it is on, a
-    /// lost link is probed until the far end answers. Turned off with `dropConnection`, the engine
-    /// forgets all values and fires lostComms before the call returns; that blocks while another
-    /// thread's dispatcher runs. From a callback it never blocks: when another thread is in a
-    /// callback of this engine, that thread carries it out as soon as its callback has returned.
+    /// Turns polling on or off; off at the start. While it is on the engine asks for everything
+    /// that it is to know, again and again, connects by that, and probes a lost link until the far
+    /// end answers. Turned off, the values and the connection stay as they are; with
+    /// `dropConnection` the engine forgets all values and fires lostComms before the call returns,
+    /// which blocks while another thread's dispatcher runs. From a callback it never blocks: when
+    /// another thread is in a callback of this engine, that thread carries it out as soon as its
+    /// callback has returned.
     void enableRefresh(bool enable, bool dropConnection);
     bool refreshEnabled() const { return m_bRefreshEnabled; }
 
-    /// Whether enough is known about the far end to work with it. Nothing finds that out so far.
+    /// Whether enough is known about the far end to work with it. CommsReEstablished is fired when
+    /// it becomes true, the first time too, and lostComms whenever a far end didn't answer three
+    /// sendings of one frame, or the connection is dropped. Only polling makes it true.
     bool connected() const { return m_bConnected; }
 
     /// The link, or null. One that the engine made itself lives until changeCommDevice.
@@ -101,9 +105,10 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     };
 
     /// `eventClass` is that of the engine's dispatchers, `farEnd` its name in the parsed log,
-    /// `keys` the parameters. The engine calls endThread in its own destructor.
+    /// `keys` the parameters, `pollingPeriod` the ms between two ticks of polling while connected.
+    /// The engine calls endThread in its own destructor.
     TkConversation(int eventClass, const char *farEnd, std::shared_ptr<TkComms> comms,
-                   const std::vector<int> &keys);
+                   const std::vector<int> &keys, long pollingPeriod);
 
     /// A link as the engine holds it when it is the application's: it is never destroyed here.
     static std::shared_ptr<TkComms> borrowed(TkComms *comms);
@@ -124,19 +129,42 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     virtual void handleReceivedMsg(int command, int value) = 0;
     /// Queues the request that tells whether a lost far end is back.
     virtual void sendProbe() = 0;
+    /// Queues what one tick of polling asks for, and moves on in the sequence, which begins at 0.
+    virtual void poll(int &step) = 0;
+    /// Whether enough is known to be connected.
+    virtual bool isKnown() const = 0;
     /// Forgets what is known, as the link is lost. With the turn held, on any thread.
     virtual void forget() = 0;
 
+    // What an engine with binary records adds
+
+    /// Whether a whole frame is a record, whose second byte is the command that it answers.
+    virtual bool isRecord(const std::vector<unsigned char> & /*frame*/) const { return false; }
+    /// Hands a record to whoever awaits it. False when nobody does.
+    virtual bool receiveRecord(std::vector<unsigned char> & /*frame*/) { return false; }
+    /// A text frame answered the frame that awaits `awaited`. With the queue's lock held.
+    virtual void answeredByText(int /*awaited*/) {}
+    /// A lone ACK came, and answered the frame under way or not. With the queue's lock held.
+    virtual void acknowledged(bool /*answeredFrame*/) {}
+    /// The queue has been emptied. With its lock held.
+    virtual void flushed() {}
+    /// Looks, in every cycle, after what else is to be asked; `step` is that of polling.
+    virtual void supervise(int /*step*/) {}
+
     // --- What an engine uses ---
 
-    /// The limit of a waiting call in ms: four times the link's response time, or 2000 with none.
+    /// The link's response time in ms, or 500 with none.
+    unsigned long responseLimit();
+    /// The limit of a waiting call in ms: four times the response time.
     unsigned long waitLimit();
     /// Appends a frame, and with `wait` makes the value of `awaits` unknown, so that its answer
     /// can't be missed. The caller holds the queue's lock, from the encoding on.
     Answer queueFrame(std::vector<unsigned char> frame, int awaits, bool wait)
         TKGEN_REQUIRES(m_QueueMutex);
-    /// Waits for an answer up to `limit` ms. At once false in a callback of this engine, which
+    /// Whether an answer can come while the caller waits: not in a callback of this engine, which
     /// keeps the worker from bringing it.
+    bool canWait();
+    /// Waits for an answer up to `limit` ms. At once false when it can't come.
     bool waitForAnswer(const Answer &answer, unsigned long limit);
     /// How many frames are queued.
     std::size_t queuedFrames();
@@ -159,15 +187,21 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     void processTransmitedMsgs();
     void processReceivedMsgs();
     void checkResponseTimer();
+    void checkRefreshTimer();
+    void checkComms();
     Outgoing *frameToSend();
     void writeFrame(TkComms &comms, std::vector<unsigned char> &frame);
     void startResponseTimer(TkComms &comms);
     void flushTxBuffer();
+    bool polledFramesGone();
+    void restartPolling();
     void lostComms();
 
     bool receiveByte(unsigned char byte);
     void receiveAck();
-    void handleFrame(bool overlong);
+    bool handleFrame(bool overlong);
+    bool handleRecord();
+    void handleText(bool overlong);
     void handleItems();
     const Outgoing *frameAwaitingResponse();
     void frontAnswered();
@@ -193,6 +227,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     std::shared_ptr<TkComms> m_pComms TKGEN_GUARDED_BY(m_LinkMutex);
 
     std::deque<Outgoing> m_TxQueue TKGEN_GUARDED_BY(m_QueueMutex);
+    unsigned long m_nQueued TKGEN_GUARDED_BY(m_QueueMutex) = 0; // frames so far, all counted
+    unsigned long m_nPolled = 0; // the worker's own: that count after the last tick of polling
 
     const std::unique_ptr<TkCommsLog> m_pRawRx;
     const std::unique_ptr<TkCommsLog> m_pRawTx;
@@ -218,6 +254,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     bool m_bAwaitingResponse = false;
     bool m_bFlushOnReply = false; // the next frame ends the search for a lost far end
     int m_nRetries = 0;
+    TkTimer m_RefreshTimer;
+    int m_nRefreshStep = 0;
 };
 
 #endif

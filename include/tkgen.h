@@ -4,12 +4,18 @@
 /// Every exported class of the library.
 
 #include "tk.h"
+#include "tkbinary_aec.h"
+#include "tkbinary_dorvatable.h"
+#include "tkbinary_receptors.h"
+#include "tkbinaryinterface.h"
 #include "tkcomms.h"
 #include "tkconversation.h"
 #include "tkdispatchers.h"
 #include "tkdispatchmanager.h"
 #include "tkgeneratorcontrol.h"
+#include "tkgeneratorstatus.h"
 #include "tkplatform.h"
+#include "tkproperty.h"
 #include "tkserial.h"
 #include "tkthread.h"
 #include "tkversion.h"

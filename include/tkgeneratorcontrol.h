@@ -4,7 +4,9 @@
 #include "tkconversation.h"
 #include "tkserial.h"
 
+class TkBinaryInterface;
 class TkErrorQueue;
+class TkRecordTraffic;
 class TkTextCodec;
 
 /// Drives one X-ray generator over a byte link. Its worker thread sends what is queued, one frame
@@ -17,11 +19,15 @@ class TkTextCodec;
 /// every prep of the generator with a refusal. It echoes every latched error by itself.
 class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
   public:
-    /// Drives the generator at the end of the application's link, or of none if it is null.
+    /// The first generator revision that can have a dose area product meter.
+    static constexpr int DAP_VERSION = 260;
+
+    /// Drives the generator at the end of the application's link, or of none if it is null. While
+    /// connected it polls in steps 250 ms apart.
     explicit TkGeneratorControl(TkComms *comms);
 
     /// Opens a serial port of its own for reading and writing. A port that can't be opened shows
-    /// by isOpen() of getCommDevice().
+    /// by isOpen() of getCommDevice(). It polls as fast as the generator answers.
     explicit TkGeneratorControl(TkSerial::COM_PORTS port);
 
     /// Stops the thread and releases what the object owns.
@@ -47,6 +53,19 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     /// and "CD" wait for the first parameter of their answer. In a callback of this engine no
     /// answer can come: there it returns false at once, with the frame queued.
     bool transmitMsg(Tk::TextCommands command, int value, bool wait);
+
+    /// Queues a frame that reads a record of the application's (mode 998) or writes it (999), as
+    /// transmitMsg does. False, and nothing queued, while another record is awaited, the engine's
+    /// own among them, which it reads until all are known; also without a record or memory.
+    ///
+    /// The record mustn't be touched nor destroyed until the answer has come: the reply, by which
+    /// isValid() becomes true, the ACK, or the loss of the link. With `wait` the call blocks for
+    /// it: true when an answer came. False when none can come any more, or none has come within the
+    /// time that transmitMsg waits; the frame may still be queued, but the record is left alone
+    /// from then on. An ACK doesn't tell what it is for, so that of a command queued earlier ends
+    /// the wait too: isValid() tells whether a read was answered. In a callback of this engine a
+    /// waiting call returns false at once, with the frame queued.
+    bool transmitBinaryMsg(TkBinaryInterface *record, int mode, bool wait);
 
     /// Whether the application takes part in exposures; false at the start. If not, preps are
     /// refused by the engine and aren't told to the dispatchers.
@@ -78,7 +97,10 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     void flushLatchedErrors();
 
   private:
-    explicit TkGeneratorControl(std::shared_ptr<TkComms> comms);
+    friend class TkGeneratorPolling;
+    friend class TkGeneratorStatus;
+
+    TkGeneratorControl(std::shared_ptr<TkComms> comms, long pollingPeriod);
 
     bool frameComplete(const std::vector<unsigned char> &received) const override;
     bool decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) override;
@@ -86,8 +108,21 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     bool answers(int command, int awaited) const override;
     void handleReceivedMsg(int command, int value) override;
     void sendProbe() override;
+    void poll(int &step) override;
+    bool isKnown() const override;
     void forget() override;
+    bool isRecord(const std::vector<unsigned char> &frame) const override;
+    bool receiveRecord(std::vector<unsigned char> &frame) override;
+    void answeredByText(int awaited) override;
+    void acknowledged(bool answeredFrame) override;
+    void flushed() override;
+    void supervise(int step) override;
 
+    static bool isWholeRecord(const std::vector<unsigned char> &received);
+    bool queueCommand(Tk::TextCommands command, int value, bool wait, Answer &answer);
+    bool query(int command);
+    bool isKnown(int parameter) const;
+    void checkForDap(int step);
     void takeOver(int command, int value);
     void storeAndTell(int command, int value, bool takesPart);
     static bool isTold(int command, bool changed, bool takesPart);
@@ -97,12 +132,19 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     const std::unique_ptr<TkTextCodec> m_pCodec; // encodes under m_QueueMutex
     const std::unique_ptr<TkErrorQueue> m_pLatchedErrors;
     const std::unique_ptr<TkErrorQueue> m_pErrors;
+    const std::unique_ptr<TkRecordTraffic> m_pRecords; // has a lock of its own, a leaf
 
     std::atomic<int> m_nGeneratorType{GENERATOR_ARKONA};
     std::atomic<int> m_nFeatures{0};
     std::atomic<bool> m_bExposuresEnabled{false};
     std::atomic<bool> m_bRadExposure{false};
     std::atomic<bool> m_bFluoroExposure{false};
+
+    // The search for a dose area product meter
+    std::atomic<bool> m_bDapPresent{false};
+    std::atomic<int> m_nDapRestart{1};
+    int m_nDapTries = 0;      // the worker's own: replies "no meter" since the last restart
+    int m_nLastDapStep = 255; // the worker's own: the step of polling that asked last
 };
 
 #endif

@@ -25,7 +25,7 @@ constexpr std::size_t BYTES_A_CYCLE = LONGEST_FRAME;
 /// A link without a limit of its own gets one that can be counted with.
 constexpr unsigned long LONGEST_RESPONSE_TIME = 3600000;
 
-/// That of a link which can't tell.
+/// Without a link, or with one that can't tell.
 constexpr unsigned long USUAL_RESPONSE_TIME = 500;
 
 unsigned long responseTime(TkComms &comms) {
@@ -69,10 +69,10 @@ std::string logLine(const char *prefix, const unsigned char *frame, std::size_t 
 } // namespace
 
 TkConversation::TkConversation(int eventClass, const char *farEnd, std::shared_ptr<TkComms> comms,
-                               const std::vector<int> &keys)
+                               const std::vector<int> &keys, long pollingPeriod)
     : m_pParameters(new TkParameterTable(keys)), m_nEventClass(eventClass), m_FarEnd(farEnd),
       m_pComms(std::move(comms)), m_pRawRx(new TkCommsLog), m_pRawTx(new TkCommsLog),
-      m_pParsed(new TkCommsLog), m_pTxMutex(new tkwaits::Turn) {}
+      m_pParsed(new TkCommsLog), m_pTxMutex(new tkwaits::Turn), m_RefreshTimer(pollingPeriod) {}
 
 TkConversation::~TkConversation() = default;
 
@@ -86,6 +86,9 @@ void TkConversation::threadCycle() {
     processReceivedMsgs();
     const bool answered = awaited && !m_bAwaitingResponse;
     checkResponseTimer();
+    checkRefreshTimer();
+    supervise(m_nRefreshStep);
+    checkComms();
     if (answered) {
         processTransmitedMsgs(); // the next frame needs no other cycle
     }
@@ -93,27 +96,33 @@ void TkConversation::threadCycle() {
 
 // --- Sending ------------------------------------------------------------------------------------
 
-unsigned long TkConversation::waitLimit() {
+unsigned long TkConversation::responseLimit() {
     const std::shared_ptr<TkComms> comms = link();
-    return comms ? 4 * responseTime(*comms) : 2000;
+    return comms ? responseTime(*comms) : USUAL_RESPONSE_TIME;
+}
+
+unsigned long TkConversation::waitLimit() {
+    return 4 * responseLimit();
 }
 
 TkConversation::Answer TkConversation::queueFrame(std::vector<unsigned char> frame, int awaits,
                                                   bool wait) {
     m_TxQueue.push_back({std::move(frame), awaits, false});
+    ++m_nQueued;
     if (!wait) {
         return {false, awaits, 0};
     }
     return {true, awaits, m_pParameters->expect(awaits).stored};
 }
 
+/// The worker can't bring an answer while it waits for it itself, nor while it waits for the turn.
+bool TkConversation::canWait() {
+    return !onThread() && !m_pTxMutex->isMine();
+}
+
 bool TkConversation::waitForAnswer(const Answer &answer, unsigned long limit) {
-    if (!answer.wanted) {
-        return true;
-    }
-    // The worker can't bring the answer while it waits for it, nor while it waits for the turn.
-    return !onThread() && !m_pTxMutex->isMine() &&
-           m_pParameters->await({answer.key, answer.stored}, limit);
+    return !answer.wanted ||
+           (canWait() && m_pParameters->await({answer.key, answer.stored}, limit));
 }
 
 std::size_t TkConversation::queuedFrames() {
@@ -211,7 +220,10 @@ void TkConversation::dropFrontFrame() {
 
 void TkConversation::flushTxBuffer() {
     const TkLock lock(m_QueueMutex);
-    m_TxQueue.clear();
+    if (!m_TxQueue.empty()) {
+        m_TxQueue.clear();
+        flushed();
+    }
 }
 
 // --- Receiving ----------------------------------------------------------------------------------
@@ -250,20 +262,50 @@ bool TkConversation::receiveByte(unsigned char byte) {
         m_Frame.swap(m_RxBuffer);
         const bool overlong = m_bOverlong;
         clearReceived();
-        handleFrame(overlong);
+        return handleFrame(overlong);
     }
     return true;
 }
 
+/// With the queue locked throughout, so that the ACK of one frame can't be taken for that of
+/// another which is queued meanwhile.
 void TkConversation::receiveAck() {
     addParsedComms("RECEIVED: ", m_RxBuffer.data(), m_RxBuffer.size());
-    if (frameAwaitingResponse() != nullptr) {
+    clearReceived();
+    const TkLock lock(m_QueueMutex);
+    const bool answered = frameAwaitingResponse() != nullptr;
+    if (answered) {
+        m_bFlushOnReply = false;
         frontAnswered();
     }
-    clearReceived();
+    acknowledged(answered);
 }
 
-void TkConversation::handleFrame(bool overlong) {
+bool TkConversation::handleFrame(bool overlong) {
+    if (isRecord(m_Frame)) {
+        return handleRecord();
+    }
+    handleText(overlong);
+    return true;
+}
+
+/// A record fills whatever record is awaited, and answers the frame that asked for its kind, even
+/// when nobody wants it any more: the generator has done what it was asked.
+bool TkConversation::handleRecord() {
+    const bool taken = receiveRecord(m_Frame);
+    if (taken) {
+        addParsedComms("RECEIVED:    ", m_Frame.data(), m_Frame.size());
+    } else {
+        logRefused("Unknown");
+    }
+    const Outgoing *const front = frameAwaitingResponse();
+    if (front != nullptr && front->awaits == m_Frame[1]) {
+        frontAnswered();
+    }
+    return taken;
+}
+
+void TkConversation::handleText(bool overlong) {
     if (m_bFlushOnReply) {
         // The far end is back. What it says may answer a question of before the loss: it and what
         // was queued meanwhile are thrown away.
@@ -281,9 +323,14 @@ void TkConversation::handleFrame(bool overlong) {
 
 void TkConversation::handleItems() {
     addParsedComms("RECEIVED:    ", m_Frame.data(), m_Frame.size());
-    const Outgoing *const front = frameAwaitingResponse();
-    if (front != nullptr && answers(m_Items.front().command, front->awaits)) {
-        frontAnswered();
+    {
+        const TkLock lock(m_QueueMutex);
+        const Outgoing *const front = frameAwaitingResponse();
+        if (front != nullptr && answers(m_Items.front().command, front->awaits)) {
+            const int awaited = front->awaits;
+            frontAnswered();
+            answeredByText(awaited);
+        }
     }
     for (const Item &item : m_Items) {
         handleReceivedMsg(item.command, item.value);
@@ -299,7 +346,6 @@ const TkConversation::Outgoing *TkConversation::frameAwaitingResponse() {
 }
 
 void TkConversation::frontAnswered() {
-    m_bFlushOnReply = false;
     m_bAwaitingResponse = false;
     m_nRetries = 0;
     dropFrontFrame();
@@ -308,68 +354,6 @@ void TkConversation::frontAnswered() {
 void TkConversation::clearReceived() {
     m_RxBuffer.clear();
     m_bOverlong = false;
-}
-
-// --- Losing the link ----------------------------------------------------------------------------
-
-void TkConversation::enableRefresh(bool enable, bool dropConnection) {
-    m_bRefreshEnabled = enable;
-    if (!enable && dropConnection) {
-        lostComms();
-    }
-}
-
-/// In a callback the thread may have another engine's turn, and whoever has this one's may want
-/// that: it doesn't wait, but leaves the loss to the one whose turn it is. So does a worker that is
-/// being stopped while it waits.
-void TkConversation::lostComms() {
-    if (!tkwaits::inCallback()) {
-        const Turn turn(*this);
-        if (turn) {
-            forgetAndTell();
-            return;
-        }
-    }
-    m_nLossRequested.exchange(1);
-    serveRequestedLoss();
-}
-
-void TkConversation::forgetAndTell() {
-    if (m_bTellingLoss) {
-        return; // a callback that hears of the loss asks for it again: nothing has come since
-    }
-    m_bTellingLoss = true;
-    forget();
-    m_bReceivedLost = true;
-    m_bConnected = false;
-    if (m_bDispatcherEnabled) {
-        m_DispatchManager.lostComms(m_nEventClass);
-    }
-    m_bTellingLoss = false;
-}
-
-/// A worker that waits for its turn is there to be stopped by the very callback that has it.
-bool TkConversation::beginTurn() {
-    return m_pTxMutex->begin(onThread() ? static_cast<TkThread *>(this) : nullptr);
-}
-
-void TkConversation::endTurn(bool held) {
-    if (held) {
-        m_pTxMutex->end();
-    }
-    serveRequestedLoss();
-}
-
-/// A request finds the turn free, or whoever has it looks here after giving it back. Both look by a
-/// read-modify-write, which orders them against each other. So does whoever waited for the turn,
-/// had he it or not.
-void TkConversation::serveRequestedLoss() {
-    while (m_nLossRequested.fetch_add(0) != 0 && m_pTxMutex->tryBegin()) {
-        if (m_nLossRequested.exchange(0) != 0) {
-            forgetAndTell();
-        }
-        m_pTxMutex->end();
-    }
 }
 
 // --- The link and the logs ----------------------------------------------------------------------

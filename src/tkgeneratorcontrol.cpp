@@ -4,6 +4,7 @@
 #include "tkdispatchmanager.h"
 #include "tkerrorqueue.h"
 #include "tkparametertable.h"
+#include "tkrecordtraffic.h"
 #include "tktextcodec.h"
 #include "tkvocabulary.h"
 
@@ -12,7 +13,11 @@
 namespace {
 
 constexpr unsigned char ETX = 0x03;
-constexpr unsigned char BINARY_START = 0x01;
+
+/// Between two ticks of polling while connected, in ms. A serial port is polled as fast as the
+/// generator answers; a link of the application's may be shared, and is spared.
+constexpr long BORROWED_LINK_PERIOD = 250;
+constexpr long OWN_PORT_PERIOD = 0;
 
 /// The generator decides how many preps and errors it sends: with so many frames queued, the engine
 /// adds no response of its own.
@@ -50,14 +55,17 @@ std::shared_ptr<TkComms> serialPort(TkSerial::COM_PORTS port) {
 
 } // namespace
 
-TkGeneratorControl::TkGeneratorControl(std::shared_ptr<TkComms> comms)
-    : TkConversation(TkGenDispatcher::CLASS, "generator", std::move(comms), declareParameters()),
-      m_pCodec(new TkTextCodec), m_pLatchedErrors(new TkErrorQueue), m_pErrors(new TkErrorQueue) {}
+TkGeneratorControl::TkGeneratorControl(std::shared_ptr<TkComms> comms, long pollingPeriod)
+    : TkConversation(TkGenDispatcher::CLASS, "generator", std::move(comms), declareParameters(),
+                     pollingPeriod),
+      m_pCodec(new TkTextCodec), m_pLatchedErrors(new TkErrorQueue), m_pErrors(new TkErrorQueue),
+      m_pRecords(new TkRecordTraffic) {}
 
-TkGeneratorControl::TkGeneratorControl(TkComms *comms) : TkGeneratorControl(borrowed(comms)) {}
+TkGeneratorControl::TkGeneratorControl(TkComms *comms)
+    : TkGeneratorControl(borrowed(comms), BORROWED_LINK_PERIOD) {}
 
 TkGeneratorControl::TkGeneratorControl(TkSerial::COM_PORTS port)
-    : TkGeneratorControl(serialPort(port)) {}
+    : TkGeneratorControl(serialPort(port), OWN_PORT_PERIOD) {}
 
 TkGeneratorControl::~TkGeneratorControl() {
     endThread();
@@ -74,6 +82,20 @@ bool TkGeneratorControl::setGenParam(Tk::TextCommands command, int value) {
 // --- Sending ------------------------------------------------------------------------------------
 
 bool TkGeneratorControl::transmitMsg(Tk::TextCommands command, int value, bool wait) {
+    const unsigned long limit = wait ? waitLimit() : 0;
+    Answer answer{};
+    if (!queueCommand(command, value, wait, answer)) {
+        return false;
+    }
+    if (command == Tk::DT) {
+        m_bDapPresent = false; // the application searches for the meter anew
+        m_nDapRestart = 1;
+    }
+    return waitForAnswer(answer, limit);
+}
+
+bool TkGeneratorControl::queueCommand(Tk::TextCommands command, int value, bool wait,
+                                      Answer &answer) {
     const TkCommand *const row = TkCommandTable::find(command);
     if (row == nullptr) {
         return false;
@@ -84,8 +106,6 @@ bool TkGeneratorControl::transmitMsg(Tk::TextCommands command, int value, bool w
         }
         value = WIRE_FILM_SCREENS[value];
     }
-    const unsigned long limit = wait ? waitLimit() : 0;
-    Answer answer{};
     try {
         const TkLock lock(m_QueueMutex);
         if (!m_pCodec->encode(command, value)) {
@@ -98,7 +118,17 @@ bool TkGeneratorControl::transmitMsg(Tk::TextCommands command, int value, bool w
     } catch (const std::bad_alloc &) {
         return false;
     }
-    return waitForAnswer(answer, limit);
+    return true;
+}
+
+/// A question of the engine's own: it restarts nothing.
+bool TkGeneratorControl::query(int command) {
+    Answer unwanted{};
+    return queueCommand(static_cast<Tk::TextCommands>(command), Tk::REQUEST_QUERY, false, unwanted);
+}
+
+bool TkGeneratorControl::isKnown(int parameter) const {
+    return m_pParameters->value(parameter) != Tk::VALUE_UNKNOWN;
 }
 
 bool TkGeneratorControl::isAnswered(int awaited) const {
@@ -107,7 +137,7 @@ bool TkGeneratorControl::isAnswered(int awaited) const {
 }
 
 void TkGeneratorControl::sendProbe() {
-    transmitMsg(Tk::ST, Tk::REQUEST_QUERY, false);
+    query(Tk::ST);
 }
 
 // --- Receiving ----------------------------------------------------------------------------------
@@ -115,8 +145,10 @@ void TkGeneratorControl::sendProbe() {
 /// Text ends one byte, the sum, behind the first ETX. The sum can have any value, that of an ETX
 /// too. A binary frame isn't text, whatever its bytes are.
 bool TkGeneratorControl::frameComplete(const std::vector<unsigned char> &received) const {
-    return received.size() > 2 && received[received.size() - 2] == ETX &&
-           received.front() != BINARY_START;
+    if (isRecord(received)) {
+        return isWholeRecord(received);
+    }
+    return received.size() > 2 && received[received.size() - 2] == ETX;
 }
 
 bool TkGeneratorControl::decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) {
@@ -164,6 +196,9 @@ void TkGeneratorControl::takeOver(int command, int value) {
         break;
     case Tk::GR:
         m_nGeneratorRevision = value;
+        break;
+    case Tk::DT:
+        m_nDapTries += value == 0 ? 1 : 0;
         break;
     case Tk::XR:
         m_bRadExposure = value == 1;
@@ -216,7 +251,10 @@ void TkGeneratorControl::respond(int command, int value, bool takesPart) {
 void TkGeneratorControl::forget() {
     m_bRadExposure = false;
     m_bFluoroExposure = false;
+    m_pRecords->forget();
     m_pParameters->forget();
+    m_nDapRestart = 1;
+    m_bDapPresent = false;
 }
 
 // --- Errors -------------------------------------------------------------------------------------

@@ -1,11 +1,9 @@
 #include "tkparametertable.h"
 
-#include "platform/platform.h"
 #include "tk.h"
-#include "tkthread.h"
+#include "tktimedwait.h"
 
 #include <algorithm>
-#include <chrono>
 
 TkParameterTable::TkParameterTable(const std::vector<int> &keys)
     : m_nEntries(keys.size()), m_pEntries(new Entry[keys.size()]) {
@@ -65,17 +63,11 @@ TkParameterTable::Expectation TkParameterTable::expect(int key) {
 }
 
 bool TkParameterTable::await(const Expectation &expectation, unsigned long limit) {
-    // A clock that a test moves wakes nobody: look at it often.
-    constexpr unsigned long LOOK = 1;
     const Entry *const entry = find(expectation.key);
-    const TkTimer timer(0);
     std::unique_lock<std::mutex> lock(m_Mutex);
     ++m_nWaiting;
-    while (entry->stored == expectation.stored && timer.elapsedTime() < limit) {
-        const unsigned long rest = limit - std::min(limit, timer.elapsedTime());
-        m_Stored.wait_for(lock, std::chrono::milliseconds(
-                                    tkplatform::tickIsReplaced() ? LOOK : std::max(rest, 1UL)));
-    }
+    const bool stored =
+        tkTimedWait(m_Stored, lock, limit, [&] { return entry->stored != expectation.stored; });
     --m_nWaiting;
-    return entry->stored != expectation.stored;
+    return stored;
 }

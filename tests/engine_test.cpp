@@ -128,6 +128,7 @@ TEST_F(Engine, AProbeAnsweredAtTheLastMomentIsNotLostAgain) {
     timeOut();
     timeOut(); // the third sending of the probe
     receive(frame("ST001"));
+    engine.enableRefresh(false, false);
     told();
     timeOut();
     EXPECT_EQ(told(), Told{});
@@ -159,8 +160,10 @@ TEST_F(Engine, ALinkThatIsGoneForAWhileDoesNotEndTheSearch) {
 TEST_F(Engine, AnAckEndsTheSearchAtOnce) {
     loseTheLinkWithPolling();
     receive("\x06");
+    EXPECT_EQ(link.written(), Frames{frame("ST")}) << "polling begins anew";
     send(Tk::KV, 75);
-    EXPECT_EQ(sent(), Frames{frame("KV075")});
+    receive(frame("ST000"));
+    EXPECT_EQ(link.written(), Frames{frame("KV075")});
     receive(frame("KV075"));
     EXPECT_EQ(engine.getGenParam(Tk::KV), 75);
 }

@@ -125,7 +125,6 @@ TEST_F(Engine, TheParameterTable) {
 }
 
 TEST_F(Engine, DroppingTheConnectionForgetsAtOnce) {
-    engine.enableRefresh(true, false);
     receive(frame("KV070"));
     told();
     send(Tk::MA, 100);

@@ -18,6 +18,7 @@ class DrivenGenerator : public TkGeneratorControl {
         }
     }
     static int revision() { return m_nGeneratorRevision; }
+    static void setRevision(int revision) { m_nGeneratorRevision = revision; }
 };
 
 /// Registers a dispatcher for a block.
