@@ -46,9 +46,7 @@ TKGEN_RECORD_COPY(TkBinary_AECSetup);
 
 // --- TkBinary_AECCalibration --------------------------------------------------------------------
 
-TkBinaryInterface::Form TkBinary_AECCalibration::form(int /*revision*/) {
-    return {0x09, 2, 23};
-}
+TKGEN_RECORD_FORM(TkBinary_AECCalibration, 0x09, 2, 23);
 
 template <class Walk>
 void TkBinary_AECCalibration::walk(Walk &walk) {
@@ -60,17 +58,11 @@ void TkBinary_AECCalibration::walk(Walk &walk) {
     walk.trailer(1);
 }
 
-TkBinary_AECCalibration::TkBinary_AECCalibration() : TkBinaryInterface(1) {
-    setForm(form(0));
-}
-
 TKGEN_RECORD_OPERATIONS(TkBinary_AECCalibration);
 
 // --- TkBinary_AECDigital ------------------------------------------------------------------------
 
-TkBinaryInterface::Form TkBinary_AECDigital::form(int /*revision*/) {
-    return {0x18, 2, 38};
-}
+TKGEN_RECORD_FORM(TkBinary_AECDigital, 0x18, 2, 38);
 
 template <class Walk>
 void TkBinary_AECDigital::walk(Walk &walk) {
@@ -81,17 +73,11 @@ void TkBinary_AECDigital::walk(Walk &walk) {
     walk.trailer(20);
 }
 
-TkBinary_AECDigital::TkBinary_AECDigital() : TkBinaryInterface(1) {
-    setForm(form(0));
-}
-
 TKGEN_RECORD_OPERATIONS(TkBinary_AECDigital);
 
 // --- TkBinary_AECDensity ------------------------------------------------------------------------
 
-TkBinaryInterface::Form TkBinary_AECDensity::form(int /*revision*/) {
-    return {0x0A, 1, 17};
-}
+TKGEN_RECORD_FORM(TkBinary_AECDensity, 0x0A, 1, 17);
 
 template <class Walk>
 void TkBinary_AECDensity::walk(Walk &walk) {
@@ -100,10 +86,6 @@ void TkBinary_AECDensity::walk(Walk &walk) {
                 m_density_neg_3, m_density_neg_2, m_density_neg_1, m_density_pos_1, m_density_pos_2,
                 m_density_pos_3, m_density_pos_4, m_density_pos_5, m_density_pos_6, m_density_pos_7,
                 m_density_pos_8);
-}
-
-TkBinary_AECDensity::TkBinary_AECDensity() : TkBinaryInterface(1) {
-    setForm(form(0));
 }
 
 TKGEN_RECORD_OPERATIONS(TkBinary_AECDensity);

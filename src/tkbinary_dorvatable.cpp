@@ -2,9 +2,7 @@
 
 #include "tkrecordwalk.h"
 
-TkBinaryInterface::Form TkBinary_DorvaTable::form(int /*revision*/) {
-    return {0xC8, 1, 1};
-}
+TKGEN_RECORD_FORM(TkBinary_DorvaTable, 0xC8, 1, 1);
 
 template <class Walk>
 void TkBinary_DorvaTable::walk(Walk &walk) {
@@ -14,10 +12,6 @@ void TkBinary_DorvaTable::walk(Walk &walk) {
     walk.text(m_pguidance, GUIDANCE_SIZE);
     walk.text(m_pfilter, FILTER_SIZE);
     walk.fields(m_status);
-}
-
-TkBinary_DorvaTable::TkBinary_DorvaTable() : TkBinaryInterface(1) {
-    setForm(form(0));
 }
 
 /// Both forms are the request.

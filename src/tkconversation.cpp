@@ -6,7 +6,6 @@
 #include "tkwaits.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 namespace {
@@ -47,23 +46,6 @@ bool readByte(TkComms &comms, unsigned char &byte) {
     }
     byte = static_cast<unsigned char>(read);
     return true;
-}
-
-bool isPrintable(unsigned char byte) {
-    return byte >= 0x20 && byte < 0x7F;
-}
-
-/// Tick, prefix, printable bytes as they are and others by their number, as in KV070<3>;
-std::string logLine(const char *prefix, const unsigned char *frame, std::size_t length) {
-    std::string line = std::to_string(TkTimer::time()) + " ms -- " + prefix;
-    for (std::size_t i = 0; i < length; ++i) {
-        if (isPrintable(frame[i])) {
-            line += static_cast<char>(frame[i]);
-        } else {
-            line += '<' + std::to_string(frame[i]) + '>';
-        }
-    }
-    return line + '\n';
 }
 
 } // namespace
@@ -356,7 +338,7 @@ void TkConversation::clearReceived() {
     m_bOverlong = false;
 }
 
-// --- The link and the logs ----------------------------------------------------------------------
+// --- The link ----------------------------------------------------------------------------------
 
 std::shared_ptr<TkComms> TkConversation::link() {
     const TkLock lock(m_LinkMutex);
@@ -371,48 +353,4 @@ void TkConversation::changeCommDevice(TkComms *comms) {
     std::shared_ptr<TkComms> present = borrowed(comms);
     const TkLock lock(m_LinkMutex);
     m_pComms.swap(present);
-}
-
-void TkConversation::bufferRawComms(bool enable) {
-    m_pRawRx->enable(enable);
-    m_pRawTx->enable(enable);
-}
-
-bool TkConversation::isRawCommsBuffered() const {
-    return m_pRawRx->enabled();
-}
-
-int TkConversation::readRawComms(char *buffer, unsigned int size, int direction) {
-    return (direction == 0 ? m_pRawRx : m_pRawTx)->read(buffer, size);
-}
-
-void TkConversation::bufferParsedComms(bool enable) {
-    m_pParsed->enable(enable);
-}
-
-bool TkConversation::isParsedCommsBuffered() const {
-    return m_pParsed->enabled();
-}
-
-int TkConversation::readParsedComms(char *buffer, unsigned int size) {
-    return m_pParsed->read(buffer, size);
-}
-
-void TkConversation::addParsedComms(const char *prefix, const unsigned char *frame,
-                                    std::size_t length) {
-    if (!m_pParsed->enabled()) {
-        return;
-    }
-    try {
-        const std::string line = logLine(prefix, frame, length);
-        m_pParsed->append(line.data(), line.size());
-    } catch (const std::bad_alloc &) {
-        // Without memory for the log the conversation goes on.
-    }
-}
-
-void TkConversation::logRefused(const char *why) {
-    const std::string prefix =
-        std::string("RECEIVED:     ") + why + " message received from " + m_FarEnd + "... -> ";
-    addParsedComms(prefix.c_str(), m_Frame.data(), m_Frame.size());
 }

@@ -222,6 +222,16 @@ void TkBinaryInterface::copy(Record &record, const Record &other) {
 
 // --- The operations that TKGEN_RECORD and TKGEN_COPIED_RECORD declare ---------------------------
 
+/// The construction of a record with one form, and one instance at a time.
+#define TKGEN_RECORD_FORM(Class, Command, ReadLength, WriteLength)                                 \
+    TkBinaryInterface::Form Class::form(int /*revision*/) {                                        \
+        return {Command, ReadLength, WriteLength};                                                 \
+    }                                                                                              \
+    Class::Class() : TkBinaryInterface(1) {                                                        \
+        setForm(form(0));                                                                          \
+    }                                                                                              \
+    static_assert(true, "takes the semicolon behind the macro")
+
 /// Those that follow the walk in every record.
 #define TKGEN_RECORD_RECEPTION(Class)                                                              \
     bool Class::receiveMsg(std::vector<unsigned char> *frame) {                                    \
