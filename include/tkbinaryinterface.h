@@ -95,6 +95,7 @@ class TKGEN_EXPORT TkBinaryInterface {
 
 // --- How a record is declared -------------------------------------------------------------------
 // A field is one line here, and its place on the wire one word in the record's walk().
+// NOLINTBEGIN(bugprone-macro-parentheses): names of types and members take none
 
 /// The operations of a record, and its fields in wire order.
 #define TKGEN_RECORD(Class)                                                                        \
@@ -164,5 +165,7 @@ class TKGEN_EXPORT TkBinaryInterface {
     TkProperty<Record, Type, Type> Name {                                                          \
         this, &m_##Name, &Record::_rp_##Name, &Record::_wp_##Name                                  \
     }
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 #endif

@@ -102,8 +102,10 @@ class Writer {
 /// keeps its value.
 class Reader {
   public:
-    Reader(const unsigned char *data, std::size_t size, int revision)
-        : m_pNext(data), m_nLeft(size), m_bAccepted(size > 0), m_nRevision(revision) {}
+    /// `copying` takes any index: the application may have set one that no reply brings.
+    Reader(const unsigned char *data, std::size_t size, int revision, bool copying = false)
+        : m_pNext(data), m_nLeft(size), m_bAccepted(size > 0), m_nRevision(revision),
+          m_bCopying(copying) {}
 
     /// Whether there was anything for this record.
     bool accepted() const { return m_bAccepted; }
@@ -114,7 +116,7 @@ class Reader {
     void index(unsigned char &field) { number(field); }
     void index(unsigned char &field, unsigned char end) { answered(field, end); }
     void answered(unsigned char &field, unsigned char end) {
-        if (m_nLeft > 0 && *m_pNext >= end) {
+        if (!m_bCopying && m_nLeft > 0 && *m_pNext >= end) {
             m_bAccepted = false;
             m_nLeft = 0;
         }
@@ -163,6 +165,7 @@ class Reader {
     std::size_t m_nLeft;
     bool m_bAccepted;
     const int m_nRevision;
+    const bool m_bCopying;
 };
 
 } // namespace tkrecord
@@ -215,12 +218,13 @@ void TkBinaryInterface::copy(Record &record, const Record &other) {
     std::vector<unsigned char> data;
     tkrecord::Writer writer(data, tkrecord::Kind::reply, INT_MAX);
     const_cast<Record &>(other).walk(writer); // a writer changes nothing
-    tkrecord::Reader reader(data.data(), data.size(), INT_MAX);
+    tkrecord::Reader reader(data.data(), data.size(), INT_MAX, true);
     record.walk(reader);
     copyState(other);
 }
 
 // --- The operations that TKGEN_RECORD and TKGEN_COPIED_RECORD declare ---------------------------
+// NOLINTBEGIN(bugprone-macro-parentheses): names of classes take none
 
 /// The construction of a record with one form, and one instance at a time.
 #define TKGEN_RECORD_FORM(Class, Command, ReadLength, WriteLength)                                 \
@@ -261,5 +265,7 @@ void TkBinaryInterface::copy(Record &record, const Record &other) {
         return *this;                                                                              \
     }                                                                                              \
     static_assert(true, "takes the semicolon behind the macro")
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 #endif

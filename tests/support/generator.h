@@ -98,6 +98,8 @@ class ScriptedGenerator {
 /// Stories of an engine that polls such a generator, cycle by cycle, with the clock in hand.
 class PolledEngine : public testing::Test {
   protected:
+    ~PolledEngine() override { DrivenGenerator::setRevision(0); } // which all engines share
+
     /// Polls until all is known.
     void connect() {
         engine.enableRefresh(true, false);
