@@ -30,7 +30,7 @@ class TKGEN_EXPORT TkBinaryInterface {
 
     /// Fills the record from a whole frame of the generator's and makes it valid. What is missing
     /// at the frame's end stays as it is. A frame without data, or for an instance that doesn't
-    /// exist, changes nothing. True for every frame.
+    /// exist, changes nothing. True for every frame, false without one.
     virtual bool receiveMsg(std::vector<unsigned char> *frame) = 0;
 
   public:

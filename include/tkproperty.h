@@ -55,7 +55,8 @@ class TkProperty : public TkReadOnly<Owner, Get, Set> {
 
   private:
     virtual void _set(Set value) {
-        const Get stored = m_pSetter == nullptr ? Get(value) : (this->m_pOwner->*m_pSetter)(value);
+        Owner *const owner = this->m_pOwner;
+        const Get stored = m_pSetter == nullptr ? Get(value) : (owner->*m_pSetter)(value);
         if (this->m_pField != nullptr) {
             *this->m_pField = stored;
         }

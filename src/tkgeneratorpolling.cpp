@@ -85,8 +85,8 @@ class TkGeneratorPolling {
     Then run(const PollStep &step);
     Then ask(const PollStep &step);
     Then askUntilKnown(const PollStep &step);
-    template <class Records>
-    Then readInvalid(Records &records);
+    template <class Records, class Index>
+    Then readInvalid(Records &records, Index index);
     bool stationHasCine() const;
 
     TkGeneratorControl &m_Engine;
@@ -121,9 +121,9 @@ Then TkGeneratorPolling::run(const PollStep &step) {
     case Asks::untilKnown:
         return askUntilKnown(step);
     case Asks::receptors:
-        return readInvalid(m_Engine.m_pRecords->m_pReceptors);
+        return readInvalid(m_Engine.m_pRecords->m_pReceptors, &TkBinary_Receptors::Receptor);
     case Asks::aecSetups:
-        return readInvalid(m_Engine.m_pRecords->m_pAecSetups);
+        return readInvalid(m_Engine.m_pRecords->m_pAecSetups, &TkBinary_AECSetup::Channel);
     default:
         return ask(step);
     }
@@ -154,16 +154,20 @@ Then TkGeneratorPolling::askUntilKnown(const PollStep &step) {
     return Then::stay;
 }
 
-/// One record is awaited at a time, so that a tick asks for one.
-template <class Records>
-Then TkGeneratorPolling::readInvalid(Records &records) {
+/// One record is awaited at a time, so that a tick asks for one. A reply that was meant for another
+/// record leaves that one's index, so the index is set for each request.
+template <class Records, class Index>
+Then TkGeneratorPolling::readInvalid(Records &records, Index index) {
     Then then = Then::passOn;
-    for (TkBinaryInterface &record : records) {
-        if (record.isValid()) {
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        if (records[i].isValid()) {
             continue;
         }
         then = Then::endTick;
-        if (!m_Engine.transmitBinaryMsg(&record, tkrecord::READ, false)) {
+        m_Engine.m_pRecords->read([&](TkRecordTraffic & /*locked*/) {
+            records[i].*index = static_cast<unsigned char>(i);
+        });
+        if (!m_Engine.transmitBinaryMsg(&records[i], tkrecord::READ, false)) {
             return Then::stay;
         }
     }

@@ -35,6 +35,9 @@ constexpr int WRITE = 999;
 constexpr unsigned char START = 0x01;
 constexpr std::size_t HEAD = 4; // start, code, two bytes of length
 
+/// Room for most records, so that a frame takes one allocation.
+constexpr std::size_t USUAL_SIZE = 128;
+
 /// What a walk over the fields can make.
 enum class Kind { request, write, reply };
 
@@ -98,8 +101,8 @@ class Writer {
     const int m_nRevision;
 };
 
-/// Fills a record's fields from data, and stops where the data end: a field that isn't there whole
-/// keeps its value.
+/// Fills a record's fields from data, and stops where the data end: a number that isn't there whole
+/// keeps its value, and so does what is missing of a text.
 class Reader {
   public:
     /// `copying` takes any index: the application may have set one that no reply brings.
@@ -180,9 +183,11 @@ std::vector<unsigned char> TkBinaryInterface::encode(Record &record, int mode) {
     const tkrecord::Kind kind =
         mode == tkrecord::READ ? tkrecord::Kind::request : tkrecord::Kind::write;
     const int length = kind == tkrecord::Kind::request ? m_nReadLength : m_nWriteLength;
-    std::vector<unsigned char> frame{tkrecord::START, m_nCommand,
-                                     static_cast<unsigned char>(length >> CHAR_BIT & 0xFF),
-                                     static_cast<unsigned char>(length & 0xFF)};
+    std::vector<unsigned char> frame;
+    frame.reserve(tkrecord::USUAL_SIZE);
+    frame.insert(frame.end(), {tkrecord::START, m_nCommand,
+                               static_cast<unsigned char>(length >> CHAR_BIT & 0xFF),
+                               static_cast<unsigned char>(length & 0xFF)});
     tkrecord::Writer writer(frame, kind, formed);
     record.walk(writer);
     frame.push_back(calculateCheckSum(&frame));
@@ -216,6 +221,7 @@ void TkBinaryInterface::copy(Record &record, const Record &other) {
         return;
     }
     std::vector<unsigned char> data;
+    data.reserve(tkrecord::USUAL_SIZE);
     tkrecord::Writer writer(data, tkrecord::Kind::reply, INT_MAX);
     const_cast<Record &>(other).walk(writer); // a writer changes nothing
     tkrecord::Reader reader(data.data(), data.size(), INT_MAX, true);

@@ -269,6 +269,20 @@ TEST_F(Polling, ALostLinkForgetsWhatWasKnownAndRepeatsItsEventWhileItProbes) {
     EXPECT_EQ(std::count(events.begin(), events.end(), "radiographic_Kv_Changed"), 1);
 }
 
+TEST_F(Polling, AReplyToAnotherQuestionDoesNotChangeWhatIsAskedNext) {
+    generator.receptors[0].front() = 3;
+    generator.aecSetups[1].front() = 2;
+    engine.enableRefresh(true, false);
+    ticks(40);
+    TkBinary_Receptors receptor;
+    EXPECT_TRUE(TkGeneratorStatus(&engine).getBinaryReceptorData(0, &receptor));
+    EXPECT_EQ(receptor.Receptor, 3) << "the awaited record takes it";
+    engine.enableRefresh(false, true);
+    engine.enableRefresh(true, false);
+    const std::string said = ticks(40);
+    EXPECT_NE(said.find("26.0 26.1 26.2 26.3 26.4 26.5 23.0 23.1 23.2 23.3"), said.npos) << said;
+}
+
 TEST_F(Polling, DroppingLeavesTheQueueAndCallbacksMayAskForIt) {
     engine.enableRefresh(true, false);
     ticks(40);
