@@ -13,7 +13,8 @@
 /// from 150 on also the field compensations and film screen gains, of which they send the low byte,
 /// and those from 300 on all of them. A field that isn't carried keeps its value.
 ///
-/// The engine keeps all four current; TkGeneratorStatus::getBinaryAecData copies them out.
+/// The engine reads all four before it connects, and again after a loss, but not because the
+/// application has written one; TkGeneratorStatus::getBinaryAecData copies them out.
 class TKGEN_EXPORT TkBinary_AECSetup : public TkBinaryInterface {
     TKGEN_COPIED_RECORD(TkBinary_AECSetup);
 

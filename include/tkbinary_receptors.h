@@ -6,7 +6,8 @@
 /// One of the generator's six image receptors: what serves it, how it behaves, and the technique
 /// values held for it. `Receptor` selects it. The values are the generator's own.
 ///
-/// The engine keeps all six current; TkGeneratorStatus::getBinaryReceptorData copies them out.
+/// The engine reads all six before it connects, and again after a loss, but not because the
+/// application has written one; TkGeneratorStatus::getBinaryReceptorData copies them out.
 class TKGEN_EXPORT TkBinary_Receptors : public TkBinaryInterface {
     TKGEN_COPIED_RECORD(TkBinary_Receptors);
 

@@ -89,7 +89,11 @@ TEST(Console, SaysWhatIsWrongWithACommandAndSendsNothing) {
         "get \xC3\x9C: '\xC3\x9C' is no parameter", "set KV 7x: '7x' is no whole number",
         "set KV 99999999999: '99999999999' is too large", "set KV 65535: '65535' stands for a",
         "set FS 3: the line can't carry FS", "read CD: CD needs a number", "wait KV 0.01: the e",
-        "wait KV -1: '-1' is no number of seconds", "expect KV 70 0: the value is unknown"};
+        "wait KV -1: '-1' is no number of seconds", "expect KV 70 0: the value is unknown",
+        "technique: there is no next technique", "record frob: the records are receptor, ",
+        "record aec 0: the numbers go from 1 to 4", "record aec 1: the generator isn't connected",
+        "record aec 1 set Channel 2: 'Channel' is no field", "features enable: which?",
+        "record density set density_pos_1 256: density_pos_1 holds 0 to 255"};
     // clang-format on
     Scene scene;
     Process console = scene.console({"--keep-going"});
@@ -134,6 +138,61 @@ TEST(Console, NoticesASilentGeneratorAndAVanishedDevice) {
     scene.generator.writeLine("unplug");
     EXPECT_TRUE(console.readUntil("the device has gone"));
     EXPECT_EQ(console.wait(), 3);
+}
+
+/// Whether a followed table comes to have these rows: mnemonics, with "*" where it has one.
+bool comesToShow(Process &console, const std::string &rows) {
+    std::string shown;
+    while (const auto line = console.readLine()) {
+        if (line->rfind("table   connected", 0) == 0) {
+            shown.clear();
+        } else if (line->rfind("table", 0) == 0) {
+            const bool marked = line->find('*') != std::string::npos;
+            shown += line->substr(8, line->find(' ', 8) - 8) + (marked ? "* " : " ");
+        }
+        if (shown == rows) {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST(Console, FollowsWhatTheReceptorHasThroughALoss) {
+    Scene scene;
+    EXPECT_TRUE(scene.generator.writeLine("meter absent") && scene.generator.readUntil("meter"));
+    Process console = scene.console({"--refresh"});
+    console.writeLine("wait back 20\nset WS 3\ntable on");
+    EXPECT_TRUE(comesToShow(console, "KV* MA* MS* MX ET* WS* FO* TU TB HE "));
+    console.writeLine("technique");
+    EXPECT_TRUE(comesToShow(console, "KV* MA MS MX* ET* WS* FO* TU TB HE "));
+    console.writeLine("set WS 4\nfocus");
+    const std::string fluoroscopy = "KV* MA MS MX* ET* FS FI FLK* FLM* FLI* FLT* FLS FLF* FLA* "
+                                    "FLZ* FLC FLO WS* FO* TU TB HE ";
+    EXPECT_TRUE(comesToShow(console, fluoroscopy));
+    scene.generator.writeLine("silence on");
+    console.writeLine("wait lost 20\nwait back 20\nget FO");
+    EXPECT_TRUE(console.readUntil("lost    connection lost", Process::Limit(20000)));
+    EXPECT_TRUE(console.readUntil("table   not connected, polling"));
+    scene.generator.writeLine("silence off");
+    EXPECT_TRUE(console.readUntil("value   FO       1", Process::Limit(20000)));
+    EXPECT_TRUE(comesToShow(console, fluoroscopy));
+    console.closeInput();
+    EXPECT_EQ(console.wait(), 0);
+}
+
+TEST(Console, ReadsAndWritesRecords) {
+    Scene scene;
+    Process console = scene.console({"--refresh"});
+    console.writeLine("wait back 20\nrecord receptor 2\nrecord receptor 2 set Kv 81\nrecord aec 4\n"
+                      "record calibration 1 set kv_75_Point 700\nrecord chamber 2 set model 5");
+    for (const char *line : {"note    receptor 2 is valid", "value   Kv  ",
+                             "answer  Kv                  81", "note    aec 4 is valid",
+                             "value   Channel             3", "value   RightFieldComp      -2",
+                             "answer  kv_75_Point         700", "answer  model               5"}) {
+        EXPECT_TRUE(console.readUntil(line)) << line;
+    }
+    scene.generator.writeLine("record calibration 1");
+    EXPECT_TRUE(scene.generator.readUntil(": 01 21 22 23 24 25 26 02 BC 29"));
 }
 
 } // namespace

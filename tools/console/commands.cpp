@@ -38,7 +38,8 @@ const CommandGroup &generalCommands() {
 }
 
 std::vector<const CommandGroup *> allGroups() {
-    return {&valueCommands(), &waitCommands(), &engineCommands(), &generalCommands()};
+    return {&valueCommands(), &statusCommands(), &recordCommands(),
+            &waitCommands(),  &engineCommands(), &generalCommands()};
 }
 
 const Command *findCommand(const std::string &name) {

@@ -22,6 +22,8 @@ using CommandGroup = std::vector<Command>;
 // The groups of commands, each in a file of its own.
 
 const CommandGroup &valueCommands();
+const CommandGroup &statusCommands();
+const CommandGroup &recordCommands();
 const CommandGroup &waitCommands();
 const CommandGroup &engineCommands();
 

@@ -11,12 +11,17 @@ namespace {
 /// Far more than the worker takes for a cycle, unless the machine is stuck.
 constexpr std::chrono::seconds longestTurn{1};
 
+/// For so long a record is tried again that the engine can't send at once; shorter than the time
+/// after which one without an answer is given up.
+constexpr std::chrono::seconds longestRefusal{1};
+constexpr std::chrono::milliseconds betweenTries{20};
+
 } // namespace
 
 Console::Console(const Options &options, Input &input, Display &display, Session &session,
                  const Wakeup &wakeup)
-    : m_Options(options), m_Input(input), m_Display(display), m_Session(session), m_Wakeup(wakeup) {
-}
+    : m_Options(options), m_Input(input), m_Display(display), m_Session(session), m_Wakeup(wakeup),
+      m_Table(display, session.engine()) {}
 
 Console::End Console::run() {
     while (!m_Quit && !m_Stopped && !ended() && !m_Input.atEnd()) {
@@ -26,7 +31,7 @@ Console::End Console::run() {
             continue;
         }
         m_Display.showPrompt();
-        if (m_Wakeup.wait(m_Input.fd(), std::nullopt)) {
+        if (pause(m_Input.fd(), std::nullopt)) {
             m_Input.read();
         }
         showHappenings();
@@ -64,6 +69,12 @@ void Console::runLine(const std::string &line) {
     }
 }
 
+/// Sleeps until something is to be done. Whether there is input.
+bool Console::pause(int input, Deadline deadline) {
+    const Deadline look = m_Table.nextLook();
+    return m_Wakeup.wait(input, look && (!deadline || *look < *deadline) ? look : deadline);
+}
+
 bool Console::waitUntil(const std::function<bool()> &done, Deadline deadline) {
     for (;;) {
         showHappenings();
@@ -76,17 +87,45 @@ bool Console::waitUntil(const std::function<bool()> &done, Deadline deadline) {
         if (deadline && Clock::now() >= *deadline) {
             return false;
         }
-        m_Wakeup.wait(-1, deadline);
+        pause(-1, deadline);
     }
 }
 
 bool Console::ask(Tk::TextCommands command, int value) {
     checkSendable(command, value);
     m_Unseen.clear();
+    return callApart([&] { return engine().transmitMsg(command, value, true); });
+}
+
+void Console::set(Tk::TextCommands parameter, int value) {
+    if (!ask(parameter, value)) {
+        throw Failure("no value came as an answer");
+    }
+    const int taken = engine().getGenParam(parameter);
+    m_Display.parameter(Kind::answer, parameter, taken,
+                        taken == value ? "" : "not " + std::to_string(value));
+}
+
+bool Console::exchange(TkBinaryInterface &record, int mode) {
+    m_Unseen.clear();
+    const Clock::time_point end = Clock::now() + longestRefusal;
+    while (!callApart([&] { return engine().transmitBinaryMsg(&record, mode, true); })) {
+        if (Clock::now() >= end) {
+            return false;
+        }
+        waitUntil([] { return false; }, Clock::now() + betweenTries);
+    }
+    return true;
+}
+
+/// Makes a call that waits for the generator, and shows what happens meanwhile. A callback, or this
+/// thread itself, couldn't do both.
+bool Console::callApart(const std::function<bool()> &call) {
+    const Table::Hold hold(m_Table);
     std::atomic<bool> finished{false};
     // Its destructor waits too, when a signal breaks the wait off: for the engine's limit at most.
     std::future<bool> answer = std::async(std::launch::async, [&] {
-        const bool answered = engine().transmitMsg(command, value, true);
+        const bool answered = call();
         finished = true;
         m_Wakeup.ring();
         return answered;
@@ -124,22 +163,33 @@ void Console::showHappenings() {
     for (const Happening &happening : m_Session.takeHappenings()) {
         show(happening);
     }
+    m_Table.look();
 }
 
 void Console::show(const Happening &happening) {
     switch (happening.kind) {
     case Kind::lost:
-        m_Display.line(Kind::lost, "the generator doesn't answer, its values are unknown");
-        ++m_Unseen["lost"];
-        return;
+        return showLoss();
     case Kind::back:
-        m_Display.line(Kind::back, "the generator answers");
+        m_Display.line(Kind::back, "connected");
         ++m_Unseen["back"];
         return;
     case Kind::reply:
         return m_Display.parameter(Kind::reply, happening.parameter, happening.value);
     default:
+        m_Lost = false;
         m_Display.parameter(happening.kind, happening.parameter, happening.value);
         ++m_Unseen[mnemonicOf(happening.parameter)];
     }
+}
+
+/// While it polls, the engine tells a loss again and again until something is heard.
+void Console::showLoss() {
+    if (m_Lost && engine().refreshEnabled()) {
+        return;
+    }
+    m_Lost = true;
+    m_Display.line(Kind::lost, "connection lost, the generator's values are unknown");
+    ++m_Unseen["lost"];
+    m_Unseen.erase("back");
 }

@@ -4,7 +4,10 @@
 #include "display.h"
 #include "input.h"
 #include "session.h"
+#include "table.h"
 #include "wakeup.h"
+
+#include "tkgeneratorstatus.h"
 
 #include <functional>
 #include <map>
@@ -39,7 +42,9 @@ class Console {
 
     Display &display() { return m_Display; }
     Session &session() { return m_Session; }
+    Table &table() { return m_Table; }
     TkGeneratorControl &engine() { return m_Session.engine(); }
+    TkGeneratorStatus status() { return TkGeneratorStatus(&engine()); }
 
     /// Ends the run behind the present command.
     void quit() { m_Quit = true; }
@@ -47,6 +52,14 @@ class Console {
     /// Transmits and waits for the answer; its events have been shown on return. False when none
     /// came within the engine's limit.
     bool ask(Tk::TextCommands command, int value);
+
+    /// Sets a value and shows what the generator took instead of it, or as it. Throws Failure.
+    void set(Tk::TextCommands parameter, int value);
+
+    /// Reads a record (mode 998) or writes it (999), and waits for the answer. One that the engine
+    /// can't do because it is busy with another record is tried again for a while. False when no
+    /// answer came; the record is the caller's alone in any case.
+    bool exchange(TkBinaryInterface &record, int mode);
 
     /// Transmits without waiting for an answer.
     void send(Tk::TextCommands command, int value);
@@ -61,9 +74,12 @@ class Console {
 
   private:
     bool ended() const;
+    bool pause(int input, Deadline deadline);
+    bool callApart(const std::function<bool()> &call);
     void runLine(const std::string &line);
     void showHappenings();
     void show(const Happening &happening);
+    void showLoss();
     void checkSendable(Tk::TextCommands command, int value);
     End ending();
 
@@ -72,7 +88,9 @@ class Console {
     Display &m_Display;
     Session &m_Session;
     const Wakeup &m_Wakeup;
+    Table m_Table;
     std::map<std::string, int> m_Unseen; // events by name that `wait` may take
+    bool m_Lost = false;                 // and nothing heard since
     bool m_Failed = false;
     bool m_Stopped = false; // by a failure
     bool m_Quit = false;

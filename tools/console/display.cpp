@@ -13,9 +13,10 @@ struct Style {
 
 /// In the order of Kind.
 constexpr Style styles[] = {
-    {"event", "\033[36m"},  {"answer", "\033[32m"}, {"value", "\033[32m"}, {"reply", "\033[35m"},
-    {"error", "\033[33m"},  {"note", "\033[2m"},    {"log", "\033[2m"},    {"failed", "\033[31m"},
-    {"lost", "\033[1;31m"}, {"back", "\033[1;32m"}, {">", "\033[1m"},      {"help", ""},
+    {"event", "\033[36m"},  {"answer", "\033[32m"}, {"value", "\033[32m"},  {"table", "\033[34m"},
+    {"reply", "\033[35m"},  {"error", "\033[33m"},  {"note", "\033[2m"},    {"log", "\033[2m"},
+    {"failed", "\033[31m"}, {"lost", "\033[1;31m"}, {"back", "\033[1;32m"}, {">", "\033[1m"},
+    {"help", ""},
 };
 
 constexpr const char *plain = "\033[0m";
@@ -26,6 +27,7 @@ constexpr std::size_t wordWidth = 8;
 constexpr std::size_t mnemonicWidth = 5;
 constexpr std::size_t numberWidth = 5;
 constexpr std::size_t valueWidth = 17;
+constexpr std::size_t nameWidth = 20; // of a field, and a gap
 
 const Style &styleOf(Kind kind) {
     return styles[static_cast<std::size_t>(kind)];
@@ -57,6 +59,12 @@ std::string suffix(Kind kind, Tk::TextCommands parameter, int value) {
     return text && value != Tk::VALUE_UNKNOWN ? std::string(" ") + text : std::string();
 }
 
+/// What all lines about a parameter begin with.
+std::string columns(Kind kind, Tk::TextCommands parameter, int value) {
+    return padded(mnemonicOf(parameter), mnemonicWidth) +
+           padded(alignedNumber(value) + suffix(kind, parameter, value), valueWidth);
+}
+
 } // namespace
 
 std::string describe(Tk::TextCommands parameter, int value) {
@@ -83,13 +91,21 @@ void Display::line(Kind kind, const std::string &text) {
 void Display::parameter(Kind kind, Tk::TextCommands parameter, int value,
                         const std::string &remark) {
     const char *meaning = wordsOf(parameter).meaning;
-    std::string text = padded(mnemonicOf(parameter), mnemonicWidth);
-    text += padded(alignedNumber(value) + suffix(kind, parameter, value), valueWidth);
-    text += meaning ? meaning : "";
+    std::string text = columns(kind, parameter, value) + (meaning ? meaning : "");
     if (!remark.empty()) {
         text += meaning ? ", " + remark : remark;
     }
     write(kind, text);
+}
+
+void Display::row(Tk::TextCommands parameter, int value, bool changeable) {
+    const char *meaning = wordsOf(parameter).meaning;
+    write(Kind::table, columns(Kind::table, parameter, value) + (changeable ? "*  " : "   ") +
+                           (meaning ? meaning : ""));
+}
+
+void Display::field(Kind kind, const std::string &name, const std::string &value) {
+    write(kind, padded(name, nameWidth) + value);
 }
 
 void Display::showPrompt() {

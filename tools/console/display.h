@@ -10,6 +10,7 @@ enum class Kind {
     event,  ///< the generator told a value
     answer, ///< what the generator answered to a command
     value,  ///< a value as last known
+    table,  ///< what a generator's console would have on its screen
     reply,  ///< what the console said to the generator by itself
     error,  ///< an error number of the generator
     note,   ///< anything else that is worth knowing
@@ -32,6 +33,12 @@ class Display {
     /// Mnemonic, value with unit, and meaning of a parameter, and perhaps a remark.
     void parameter(Kind kind, Tk::TextCommands parameter, int value,
                    const std::string &remark = {});
+
+    /// A row of the table: as above, with a mark where the operator may change the value.
+    void row(Tk::TextCommands parameter, int value, bool changeable);
+
+    /// A value that has a name of its own.
+    void field(Kind kind, const std::string &name, const std::string &value);
 
     /// Shows that a command can be typed, unless that shows already.
     void showPrompt();

@@ -25,8 +25,8 @@ void refresh(Console &console, const Arguments &arguments) {
     const bool drop = arguments[0] == "drop";
     const bool enable = !drop && choiceFrom(arguments[0], "on", "off");
     console.engine().enableRefresh(enable, drop);
-    console.display().line(Kind::note, enable ? "a lost generator is probed until it answers"
-                                              : "a lost generator isn't probed");
+    console.display().line(Kind::note,
+                           enable ? "polling, and a lost generator is searched for" : "no polling");
 }
 
 template <Tk::TextCommands parameter, int (TkGeneratorControl::*take)(bool)>
@@ -112,7 +112,7 @@ const CommandGroup &engineCommands() {
     static const CommandGroup group{
         {"exposures", "on|off", 1, 1, "take part in exposures, or have preps refused", exposures},
         {"prep", "accept|refuse", 1, 1, "what to answer while exposures are on", prep},
-        {"refresh", "on|off|drop", 1, 1, "probe a lost generator until it answers; drop forgets all",
+        {"refresh", "on|off|drop", 1, 1, "poll, connect by that; drop: stop, and forget all",
             refresh},
         {"error", "", 0, 0, "list the waiting errors, and take them",
             errors<Tk::ER, &Engine::getError>},

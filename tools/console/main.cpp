@@ -49,7 +49,7 @@ void addOptions(CLI::App &app, Settings &settings) {
         ->type_name("FAMILY");
     app.add_flag("-x,--exposures", settings.exposures, "Take part in exposures from the start");
     app.add_flag("-r,--refresh", settings.refresh,
-                 "Probe from the start for a generator that was lost");
+                 "Poll the generator from the start, and connect by that");
     app.add_flag("-e,--echo", settings.echo, "Show commands as they are run");
     app.add_flag("-k,--keep-going", settings.keepGoing, "Go on after a command that fails");
     app.add_option("--color", settings.color, "Colours: auto (default), always or never")

@@ -4,9 +4,8 @@
 
 namespace {
 
-void showAnswer(Console &console, Tk::TextCommands parameter, const std::string &remark = {}) {
-    console.display().parameter(Kind::answer, parameter, console.engine().getGenParam(parameter),
-                                remark);
+void showAnswer(Console &console, Tk::TextCommands parameter) {
+    console.display().parameter(Kind::answer, parameter, console.engine().getGenParam(parameter));
 }
 
 void askOrFail(Console &console, Tk::TextCommands command, int value) {
@@ -44,10 +43,7 @@ int plainNumberFrom(const std::string &word) {
 
 void set(Console &console, const Arguments &arguments) {
     const Tk::TextCommands parameter = singleFrom(arguments[0]);
-    const int wanted = plainNumberFrom(arguments[1]);
-    askOrFail(console, parameter, wanted);
-    const bool taken = console.engine().getGenParam(parameter) == wanted;
-    showAnswer(console, parameter, taken ? "" : "not " + std::to_string(wanted));
+    console.set(parameter, plainNumberFrom(arguments[1]));
 }
 
 void send(Console &console, const Arguments &arguments) {
@@ -76,7 +72,7 @@ void read(Console &console, const Arguments &arguments) {
     console.display().line(Kind::note, mnemonicOf(set) + " was answered");
 }
 
-void table(Console &console, const Arguments &) {
+void values(Console &console, const Arguments &) {
     int known = 0;
     for (const Words &words : allWords()) {
         const int value = console.engine().getGenParam(words.parameter);
@@ -97,7 +93,7 @@ void table(Console &console, const Arguments &) {
 const CommandGroup &valueCommands() {
     static const CommandGroup group{
         {"get", "PARAMETER", 1, 1, "show a value as last known", get},
-        {"table", "", 0, 0, "show all known values", table},
+        {"values", "", 0, 0, "show all known values", values},
         {"set", "PARAMETER NUMBER", 2, 2, "set a value, show what the generator took", set},
         {"query", "PARAMETER", 1, 1, "ask for a value", request<Tk::REQUEST_QUERY>},
         {"up", "PARAMETER", 1, 1, "one step up", request<Tk::REQUEST_UP>},

@@ -12,7 +12,8 @@ Deadline deadlineAt(const Arguments &arguments, std::size_t place) {
 
 void wait(Console &console, const Arguments &arguments) {
     const std::string &event = arguments[0];
-    const std::string name = event == "lost" ? event : mnemonicOf(parameterFrom(event));
+    const bool ofLink = event == "lost" || event == "back";
+    const std::string name = ofLink ? event : mnemonicOf(parameterFrom(event));
     if (!console.waitForEvent(name, deadlineAt(arguments, 1))) {
         throw Failure("the event didn't come");
     }
@@ -38,7 +39,7 @@ void sleep(Console &console, const Arguments &arguments) {
 // clang-format off
 const CommandGroup &waitCommands() {
     static const CommandGroup group{
-        {"wait", "PARAMETER|lost [SECONDS]", 1, 2, "wait for an event, 5 s unless told", wait},
+        {"wait", "PARAMETER|lost|back [SECONDS]", 1, 2, "wait for an event, 5 s unless told", wait},
         {"expect", "PARAMETER NUMBER|unknown [SECONDS]", 2, 3, "wait until the value is this",
             expect},
         {"sleep", "MILLISECONDS", 1, 1, "do nothing but show events", sleep},
