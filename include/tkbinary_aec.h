@@ -47,38 +47,45 @@ class TKGEN_EXPORT TkBinary_AECSetup : public TkBinaryInterface {
     TKGEN_PROPERTY(unsigned char, Mag3CineComp);        ///< cine, magnification 3
 };
 
+/// The points of a kV curve, at the kV of their names.
+#define TKGEN_KV_POINTS                                                                            \
+    TKGEN_PROPERTY(unsigned short int, kv_50_Point);                                               \
+    TKGEN_PROPERTY(unsigned short int, kv_55_Point);                                               \
+    TKGEN_PROPERTY(unsigned short int, kv_65_Point);                                               \
+    TKGEN_PROPERTY(unsigned short int, kv_75_Point);                                               \
+    TKGEN_PROPERTY(unsigned short int, kv_85_Point);                                               \
+    TKGEN_PROPERTY(unsigned short int, kv_95_Point);                                               \
+    TKGEN_PROPERTY(unsigned short int, kv_110_Point);                                              \
+    TKGEN_PROPERTY(unsigned short int, kv_130_Point);                                              \
+                                                                                                   \
+  private:                                                                                         \
+    template <class Walk>                                                                          \
+    void walkPoints(Walk &walk) {                                                                  \
+        walk.fields(m_kv_50_Point, m_kv_55_Point, m_kv_65_Point, m_kv_75_Point, m_kv_85_Point,     \
+                    m_kv_95_Point, m_kv_110_Point, m_kv_130_Point);                                \
+    }                                                                                              \
+                                                                                                   \
+  public:                                                                                          \
+    static_assert(true, "takes the semicolon behind the macro")
+
 /// The kV calibration of one film screen. `filmscreen` selects it.
 class TKGEN_EXPORT TkBinary_AECCalibration : public TkBinaryInterface {
     TKGEN_RECORD(TkBinary_AECCalibration);
 
-    TKGEN_PROPERTY(unsigned char, filmscreen);        ///< film screen
-    TKGEN_PROPERTY(unsigned short int, kv_50_Point);  ///< at 50 kV
-    TKGEN_PROPERTY(unsigned short int, kv_55_Point);  ///< at 55 kV
-    TKGEN_PROPERTY(unsigned short int, kv_65_Point);  ///< at 65 kV
-    TKGEN_PROPERTY(unsigned short int, kv_75_Point);  ///< at 75 kV
-    TKGEN_PROPERTY(unsigned short int, kv_85_Point);  ///< at 85 kV
-    TKGEN_PROPERTY(unsigned short int, kv_95_Point);  ///< at 95 kV
-    TKGEN_PROPERTY(unsigned short int, kv_110_Point); ///< at 110 kV
-    TKGEN_PROPERTY(unsigned short int, kv_130_Point); ///< at 130 kV
-    TKGEN_PROPERTY(unsigned char, rlf_50ms_Comp);     ///< reciprocity law failure at 50 ms
-    TKGEN_PROPERTY(unsigned char, rlf_500ms_Comp);    ///< reciprocity law failure at 500 ms
-    TKGEN_PROPERTY(unsigned char, rlf_1000ms_Comp);   ///< reciprocity law failure at 1000 ms
-    TKGEN_PROPERTY(unsigned char, multiSpot_Comp);    ///< for several spots on a film
+    TKGEN_PROPERTY(unsigned char, filmscreen); ///< film screen
+    TKGEN_KV_POINTS;
+    TKGEN_PROPERTY(unsigned char, rlf_50ms_Comp);   ///< reciprocity law failure at 50 ms
+    TKGEN_PROPERTY(unsigned char, rlf_500ms_Comp);  ///< reciprocity law failure at 500 ms
+    TKGEN_PROPERTY(unsigned char, rlf_1000ms_Comp); ///< reciprocity law failure at 1000 ms
+    TKGEN_PROPERTY(unsigned char, multiSpot_Comp);  ///< for several spots on a film
 };
 
 /// The kV calibration of one curve of digital radiography. `digitalRadCurve` selects it.
 class TKGEN_EXPORT TkBinary_AECDigital : public TkBinaryInterface {
     TKGEN_RECORD(TkBinary_AECDigital);
 
-    TKGEN_PROPERTY(unsigned char, digitalRadCurve);   ///< curve
-    TKGEN_PROPERTY(unsigned short int, kv_50_Point);  ///< at 50 kV
-    TKGEN_PROPERTY(unsigned short int, kv_55_Point);  ///< at 55 kV
-    TKGEN_PROPERTY(unsigned short int, kv_65_Point);  ///< at 65 kV
-    TKGEN_PROPERTY(unsigned short int, kv_75_Point);  ///< at 75 kV
-    TKGEN_PROPERTY(unsigned short int, kv_85_Point);  ///< at 85 kV
-    TKGEN_PROPERTY(unsigned short int, kv_95_Point);  ///< at 95 kV
-    TKGEN_PROPERTY(unsigned short int, kv_110_Point); ///< at 110 kV
-    TKGEN_PROPERTY(unsigned short int, kv_130_Point); ///< at 130 kV
+    TKGEN_PROPERTY(unsigned char, digitalRadCurve); ///< curve
+    TKGEN_KV_POINTS;
 };
 
 /// The steps of the density correction. There is none for 0.

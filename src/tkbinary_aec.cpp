@@ -52,9 +52,8 @@ template <class Walk>
 void TkBinary_AECCalibration::walk(Walk &walk) {
     walk.direction();
     walk.index(m_filmscreen);
-    walk.fields(m_kv_50_Point, m_kv_55_Point, m_kv_65_Point, m_kv_75_Point, m_kv_85_Point,
-                m_kv_95_Point, m_kv_110_Point, m_kv_130_Point, m_rlf_50ms_Comp, m_rlf_500ms_Comp,
-                m_rlf_1000ms_Comp, m_multiSpot_Comp);
+    walkPoints(walk);
+    walk.fields(m_rlf_50ms_Comp, m_rlf_500ms_Comp, m_rlf_1000ms_Comp, m_multiSpot_Comp);
     walk.trailer(1);
 }
 
@@ -68,8 +67,7 @@ template <class Walk>
 void TkBinary_AECDigital::walk(Walk &walk) {
     walk.direction();
     walk.index(m_digitalRadCurve);
-    walk.fields(m_kv_50_Point, m_kv_55_Point, m_kv_65_Point, m_kv_75_Point, m_kv_85_Point,
-                m_kv_95_Point, m_kv_110_Point, m_kv_130_Point);
+    walkPoints(walk);
     walk.trailer(20);
 }
 
