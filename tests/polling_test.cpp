@@ -41,8 +41,6 @@ std::ostream &operator<<(std::ostream &out, const Room &room) {
 }
 
 const Room ROOMS[] = {
-    {"RevisionZero", Tk::GENERATOR_ARKONA, "0000", 0, "1",
-     "ST GR 6.0 6.1 6.2 6.3 6.4 6.5 8.0 8.1 8.2 8.3 RR RF RS", "RR RF RS ST"},
     {"BeforeTheMeter", Tk::GENERATOR_ARKONA, "0259", 0, "1",
      "ST GR 6.0 6.1 6.2 6.3 6.4 6.5 8.0 8.1 8.2 8.3 RR RF RS", "RR RF RS ST"},
     {"FirstWithMeter", Tk::GENERATOR_ARKONA, "0260", 0, "1",
