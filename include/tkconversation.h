@@ -39,7 +39,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     /// that it is to know, again and again, connects by that, and probes a lost link until the far
     /// end answers. Turned off, the values and the connection stay as they are; with
     /// `dropConnection` the engine forgets all values and fires lostComms before the call returns,
-    /// which blocks while another thread's dispatcher runs. From a callback it never blocks: when
+    /// which blocks while another thread's dispatcher runs; what is queued still goes out, and the
+    /// rest of an answer that is being told is still stored. From a callback it never blocks: when
     /// another thread is in a callback of this engine, that thread carries it out as soon as its
     /// callback has returned.
     void enableRefresh(bool enable, bool dropConnection);
@@ -47,7 +48,9 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
 
     /// Whether enough is known about the far end to work with it. CommsReEstablished is fired when
     /// it becomes true, the first time too, and lostComms whenever a far end didn't answer three
-    /// sendings of one frame, or the connection is dropped. Only polling makes it true.
+    /// sendings of one frame, or the connection is dropped. Only polling makes it true. When
+    /// another thread drops the connection just then, dispatchers may hear of the two in the other
+    /// order: this tells what holds.
     bool connected() const { return m_bConnected; }
 
     /// The link, or null. One that the engine made itself lives until changeCommDevice.
@@ -57,7 +60,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     /// engine made it itself, by the worker if that is busy with it. A link of the application must
     /// outlive the worker's current cycle and the waiting calls under way; the new one stays the
     /// application's. The conversation goes on where it is: a frame that awaits its response goes
-    /// out again on the new link.
+    /// out again on the new link once its response time has run out. With a null link what is
+    /// queued is dropped.
     void changeCommDevice(TkComms *comms);
 
     /// Switches the raw log on or off: every byte in each direction. Switching off drops what it
@@ -132,7 +136,7 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     /// Queues what one tick of polling asks for, and moves on in the sequence, which begins at 0.
     virtual void poll(int &step) = 0;
     /// Whether enough is known to be connected.
-    virtual bool isKnown() const = 0;
+    virtual bool allKnown() const = 0;
     /// Forgets what is known, as the link is lost. With the turn held, on any thread.
     virtual void forget() = 0;
 
@@ -201,6 +205,7 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     void receiveAck();
     bool handleFrame(bool overlong);
     bool handleRecord();
+    bool isRepeatedReply();
     void handleText(bool overlong);
     void handleItems();
     const Outgoing *frameAwaitingResponse();
@@ -254,6 +259,9 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     bool m_bAwaitingResponse = false;
     bool m_bFlushOnReply = false; // the next frame ends the search for a lost far end
     int m_nRetries = 0;
+    int m_nRepeatedReplies = 0; // that may still come to the last record request, and what it was
+    std::vector<unsigned char> m_RepeatedRequest;
+    std::vector<unsigned char> m_RepeatedReply;
     TkTimer m_RefreshTimer;
     int m_nRefreshStep = 0;
 };

@@ -56,15 +56,20 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
 
     /// Queues a frame that reads a record of the application's (mode 998) or writes it (999), as
     /// transmitMsg does. False, and nothing queued, while another record is awaited, the engine's
-    /// own among them, which it reads until all are known; also without a record or memory.
+    /// own among them: it reads them until it is connected, and the table's position all the time,
+    /// so try again. False also without a record or memory.
     ///
-    /// The record mustn't be touched nor destroyed until the answer has come: the reply, by which
-    /// isValid() becomes true, the ACK, or the loss of the link. With `wait` the call blocks for
-    /// it: true when an answer came. False when none can come any more, or none has come within the
+    /// The record mustn't be touched nor destroyed while it is awaited: until the reply, by which
+    /// isValid() becomes true, an ACK, or the loss of the link. That another record is accepted,
+    /// and enableRefresh(false, true), show that it is free. With `wait` the call blocks for the
+    /// answer: true when one came. False when none can come any more, or none has come within the
     /// time that transmitMsg waits; the frame may still be queued, but the record is left alone
-    /// from then on. An ACK doesn't tell what it is for, so that of a command queued earlier ends
-    /// the wait too: isValid() tells whether a read was answered. In a callback of this engine a
-    /// waiting call returns false at once, with the frame queued.
+    /// from then on. In a callback of this engine a waiting call returns false at once, with the
+    /// frame queued.
+    ///
+    /// An ACK doesn't tell what it is for: that of a command queued earlier ends the wait too. A
+    /// reply fills the record that is awaited, whatever instance it tells of. So after a read look
+    /// at isValid(), and whether the index is the one that was asked for.
     bool transmitBinaryMsg(TkBinaryInterface *record, int mode, bool wait);
 
     /// Whether the application takes part in exposures; false at the start. If not, preps are
@@ -109,7 +114,7 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     void handleReceivedMsg(int command, int value) override;
     void sendProbe() override;
     void poll(int &step) override;
-    bool isKnown() const override;
+    bool allKnown() const override;
     void forget() override;
     bool isRecord(const std::vector<unsigned char> &frame) const override;
     bool receiveRecord(std::vector<unsigned char> &frame) override;

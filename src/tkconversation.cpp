@@ -274,6 +274,10 @@ bool TkConversation::handleFrame(bool overlong) {
 /// A record fills whatever record is awaited, and answers the frame that asked for its kind, even
 /// when nobody wants it any more: the generator has done what it was asked.
 bool TkConversation::handleRecord() {
+    if (isRepeatedReply()) {
+        logRefused("Unknown");
+        return false;
+    }
     const bool taken = receiveRecord(m_Frame);
     if (taken) {
         addParsedComms("RECEIVED:    ", m_Frame.data(), m_Frame.size());
@@ -282,9 +286,26 @@ bool TkConversation::handleRecord() {
     }
     const Outgoing *const front = frameAwaitingResponse();
     if (front != nullptr && front->awaits == m_Frame[1]) {
+        m_nRepeatedReplies = m_nRetries;
+        if (m_nRepeatedReplies > 0) {
+            m_RepeatedRequest = front->frame;
+            m_RepeatedReply = m_Frame;
+        }
         frontAnswered();
     }
     return taken;
+}
+
+/// A request that went out again because its answer was late is answered again. The first answer
+/// was taken; the others would fill the records that are asked for next.
+bool TkConversation::isRepeatedReply() {
+    const Outgoing *const front = frameAwaitingResponse();
+    const bool askedAgain = front != nullptr && front->frame == m_RepeatedRequest;
+    if (m_nRepeatedReplies == 0 || m_Frame != m_RepeatedReply || askedAgain) {
+        return false;
+    }
+    --m_nRepeatedReplies;
+    return true;
 }
 
 void TkConversation::handleText(bool overlong) {

@@ -189,7 +189,7 @@ void TkGeneratorControl::poll(int &step) {
 }
 
 /// Connected: what a console needs to show the station in use.
-bool TkGeneratorControl::isKnown() const {
+bool TkGeneratorControl::allKnown() const {
     const bool told =
         getGeneratorType() == GENERATOR_BRN450 || (isKnown(GR) && isKnown(FLF) && isKnown(FLK));
     return told && isKnown(KV) && isKnown(WS) && isKnown(TU) && m_pRecords->receptorsValid() &&
@@ -220,18 +220,24 @@ void TkGeneratorControl::supervise(int step) {
 /// The generator says by "DS" whether it has an interface for a meter, and by "DT" whether one
 /// answers there, which can take a while after switching on. "DT" goes out once in a step of
 /// polling at the most.
+///
+/// What is looked at and what follows from it is one thing: a loss comes before or behind it.
 void TkGeneratorControl::checkForDap(int step) {
     if (m_nDapRestart.exchange(0) != 0) {
         m_nDapTries = 0;
     }
-    const int interface = getGenParam(DS);
-    if (m_bDapPresent || interface == VALUE_UNKNOWN || interface == 0 || step == m_nLastDapStep) {
+    if (m_bDapPresent || step == m_nLastDapStep) {
+        return;
+    }
+    const Turn turn(*this);
+    const int meterInterface = getGenParam(DS);
+    if (!turn || !connected() || meterInterface == VALUE_UNKNOWN || meterInterface == 0) {
         return;
     }
     const int status = getGenParam(DT);
     if (status == METER_FOUND) {
         m_pParameters->store(TK_METER_FOUND, 1);
-        m_bDapPresent = true;
+        m_bDapPresent = m_nDapRestart == 0;
     } else if (status == VALUE_UNKNOWN || status == METER_STARTING ||
                (status == NO_METER && m_nDapTries < MOST_METER_TRIES)) {
         query(DT);

@@ -37,7 +37,7 @@ bool readStation(TkRecordTraffic &traffic, int number, TkStation &station) {
         station.fluoro = receptor->Fluoro;
         station.serial = receptor->Serial;
         station.aecChannel = receptor->AECChannel;
-        station.interface = receptor->Interface;
+        station.receptorInterface = receptor->Interface;
         station.functional = receptor->Functional;
         station.aecBackupMode = receptor->AECBackupMODE;
         station.aecKnown = records.aecSetupsValid();
@@ -190,7 +190,7 @@ int TkGeneratorStatus::getFunctionalOptions(int receptor) const {
 
 int TkGeneratorStatus::getInterfaceOptions() const {
     const std::optional<TkStation> station = stationInUse();
-    return station ? station->interface : UNKNOWN;
+    return station ? station->receptorInterface : UNKNOWN;
 }
 
 int TkGeneratorStatus::getInterfaceOptions(int receptor) const {

@@ -55,7 +55,7 @@ bool techniqueNot(S s) {
 
 template <int... Interfaces>
 bool interfaceNot(S s) {
-    return ((s.interface != Interfaces) && ...);
+    return ((s.receptorInterface != Interfaces) && ...);
 }
 
 template <int State>

@@ -17,7 +17,7 @@ struct TkStation {
     int fluoro = 0;
     int serial = 0;
     int aecChannel = 0;
-    int interface = 0;
+    int receptorInterface = 0;
     int functional = 0;
     int aecBackupMode = 0;
 

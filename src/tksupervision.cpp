@@ -41,12 +41,12 @@ void TkConversation::restartPolling() {
 /// The event is fired without the turn: who hears of it may wait for a thread that drops the
 /// connection.
 void TkConversation::checkComms() {
-    if (m_bConnected || !isKnown()) {
+    if (m_bConnected || !allKnown()) {
         return;
     }
     {
         const Turn turn(*this);
-        if (!turn || !isKnown()) {
+        if (!turn || !allKnown()) {
             return;
         }
         m_bConnected = true;
@@ -90,6 +90,9 @@ void TkConversation::forgetAndTell() {
     m_bConnected = false;
     if (m_bDispatcherEnabled) {
         m_DispatchManager.lostComms(m_nEventClass);
+    }
+    if (m_nLossRequested.exchange(0) != 0) {
+        forget(); // asked for while the loss was told: part of it
     }
     m_bTellingLoss = false;
 }

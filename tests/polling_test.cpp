@@ -281,6 +281,29 @@ TEST_F(Polling, AReplyToAnotherQuestionDoesNotChangeWhatIsAskedNext) {
     EXPECT_NE(said.find("26.0 26.1 26.2 26.3 26.4 26.5 23.0 23.1 23.2 23.3"), said.npos) << said;
 }
 
+TEST_F(Polling, AnAnswerThatComesTwiceFillsOneRecord) {
+    const auto arrives = [&](std::size_t receptor) {
+        link.arrive(ScriptedGenerator::record(0x1A, generator.receptors[receptor]));
+        engine.cycle();
+    };
+    generator.hear = [](const std::string &frame) { return words({frame}).substr(0, 3) != "26."; };
+    engine.enableRefresh(true, false);
+    engine.cycle(10);
+    clock.advance(750);
+    engine.cycle(2); // the answer is late: the first receptor is asked for again
+    arrives(0);
+    arrives(0); // while the second one is asked for
+    generator.hear = nullptr;
+    arrives(1);
+    engine.cycle(60);
+    EXPECT_TRUE(engine.connected());
+    for (int i = 0; i < 6; ++i) {
+        TkBinary_Receptors receptor;
+        EXPECT_TRUE(TkGeneratorStatus(&engine).getBinaryReceptorData(i, &receptor));
+        EXPECT_EQ(receptor.Receptor, i);
+    }
+}
+
 TEST_F(Polling, DroppingLeavesTheQueueAndCallbacksMayAskForIt) {
     engine.enableRefresh(true, false);
     ticks(40);

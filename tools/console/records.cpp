@@ -49,8 +49,8 @@ std::string textOf(const char *value) {
 
 template <class Value>
 constexpr RecordField withRange(RecordField field) {
-    field.least = static_cast<int>(std::numeric_limits<Value>::min());
-    field.most = static_cast<int>(std::numeric_limits<Value>::max());
+    field.least = std::numeric_limits<Value>::min(); // NOLINT(bugprone-signed-char-misuse): a number
+    field.most = std::numeric_limits<Value>::max();
     return field;
 }
 
