@@ -172,6 +172,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     bool waitForAnswer(const Answer &answer, unsigned long limit);
     /// How many frames are queued.
     std::size_t queuedFrames();
+    /// Whether a frame that awaits `awaited` is queued or under way.
+    bool isQueued(int awaited) TKGEN_REQUIRES(m_QueueMutex);
 
     /// The parameter table. It has a lock of its own; reading takes none.
     const std::unique_ptr<TkParameterTable> m_pParameters;

@@ -112,6 +112,11 @@ std::size_t TkConversation::queuedFrames() {
     return m_TxQueue.size();
 }
 
+bool TkConversation::isQueued(int awaited) {
+    return std::any_of(m_TxQueue.begin(), m_TxQueue.end(),
+                       [awaited](const Outgoing &frame) { return frame.awaits == awaited; });
+}
+
 /// At most one frame that expects a response is ever under way. It stays at the front until it is
 /// answered, so that a repetition sends the same bytes. Only the worker takes frames away, so the
 /// front stays where it is while the link is busy with it, without the lock.

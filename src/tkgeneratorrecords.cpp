@@ -46,9 +46,11 @@ bool TkGeneratorControl::receiveRecord(std::vector<unsigned char> &frame) {
 }
 
 /// An error came where a record was due. It may be the answer, or have come between: the record is
-/// awaited for one more response time, but no longer, as nobody asks for it again.
+/// awaited for one more response time, but no longer, as nobody asks for it again; unless the error
+/// answered an older frame and the record's own is still queued.
 void TkGeneratorControl::answeredByText(int awaited) {
-    if (TkCommandTable::find(awaited) == nullptr) {
+    const TkLock lock(m_QueueMutex);
+    if (TkCommandTable::find(awaited) == nullptr && !isQueued(m_pRecords->awaitedCommand())) {
         m_pRecords->expectWithin(responseLimit());
     }
 }

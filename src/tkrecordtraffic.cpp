@@ -73,6 +73,11 @@ void TkRecordTraffic::release() {
     awaitNone();
 }
 
+int TkRecordTraffic::awaitedCommand() {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    return m_pAwaitedRecord == nullptr ? 0 : m_pAwaitedRecord->getCommand();
+}
+
 void TkRecordTraffic::expectWithin(unsigned long limit) {
     const std::lock_guard<std::mutex> lock(m_Mutex);
     m_bExpires = m_pAwaitedRecord != nullptr;

@@ -45,6 +45,9 @@ class TkRecordTraffic {
     /// The request is gone from the queue: the awaited record gets no reply.
     void release();
 
+    /// The command code of the awaited record; 0 when there is none.
+    int awaitedCommand();
+
     /// Gives the awaited record that many ms, after which expire() releases it.
     void expectWithin(unsigned long limit);
     void expire();

@@ -186,15 +186,15 @@ TEST_F(Traffic, NoRecordIsAwaitedWhoseRequestIsGone) {
     EXPECT_TRUE(begin());
 }
 
-TEST_F(Traffic, AFrameIsSentThreeTimes) {
+TEST_F(Traffic, AnErrorForAnOldFrameLeavesTheNextRecordItsTime) {
     begin();
     engine.cycle();
+    engine.enableRefresh(false, true); // the frame stays under way, the record is free
+    EXPECT_TRUE(engine.transmitBinaryMsg(&other, READ, false));
+    receive(frame("ER012"));
     timeOut();
-    timeOut();
-    timeOut();
-    EXPECT_EQ(link.written(), (Frames{READ_DENSITY, READ_DENSITY, READ_DENSITY}));
-    EXPECT_EQ(told(), Told{"lostComms"});
-    EXPECT_TRUE(begin());
+    receive(density(42)); // to the second sending
+    EXPECT_TRUE(other.isValid());
 }
 
 /// Waiting calls, with a worker at work.
