@@ -129,6 +129,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     virtual bool isAnswered(int awaited) const = 0;
     /// Whether a frame whose first item is `command` responds to one that awaits `awaited`.
     virtual bool answers(int command, int awaited) const = 0;
+    /// A frame has come whose items are taken over next, one by one.
+    virtual void received(const std::vector<Item> & /*items*/) {}
     /// Takes one item over.
     virtual void handleReceivedMsg(int command, int value) = 0;
     /// Queues the request that tells whether a lost far end is back.
@@ -159,8 +161,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
 
     /// The link's response time in ms, or 500 with none.
     unsigned long responseLimit();
-    /// The limit of a waiting call in ms: four times the response time.
-    unsigned long waitLimit();
+    /// The limit of a waiting call in ms: four times the response time, and `more` on a link.
+    unsigned long waitLimit(unsigned long more = 0);
     /// Appends a frame, and with `wait` makes the value of `awaits` unknown, so that its answer
     /// can't be missed. The caller holds the queue's lock, from the encoding on.
     Answer queueFrame(std::vector<unsigned char> frame, int awaits, bool wait)

@@ -4,6 +4,7 @@
 /// Every exported class of the library.
 
 #include "tk.h"
+#include "tkapr.h"
 #include "tkbinary_aec.h"
 #include "tkbinary_dorvatable.h"
 #include "tkbinary_receptors.h"
@@ -13,11 +14,13 @@
 #include "tkdispatchers.h"
 #include "tkdispatchmanager.h"
 #include "tkgeneratorcontrol.h"
+#include "tkgeneratorerrors.h"
 #include "tkgeneratorstatus.h"
 #include "tkplatform.h"
 #include "tkproperty.h"
 #include "tkserial.h"
 #include "tkthread.h"
 #include "tkversion.h"
+#include "tkwindowsdispatcher.h"
 
 #endif

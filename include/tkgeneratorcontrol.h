@@ -4,6 +4,7 @@
 #include "tkconversation.h"
 #include "tkserial.h"
 
+class TkAPR;
 class TkBinaryInterface;
 class TkErrorQueue;
 class TkRecordTraffic;
@@ -72,6 +73,34 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     /// at isValid(), and whether the index is the one that was asked for.
     bool transmitBinaryMsg(TkBinaryInterface *record, int mode, bool wait);
 
+    /// Queues an anatomical program as one line: workstation, focus, technique, AEC fields, film
+    /// screen as the wire has it (1, 10 or 100), density, kV, mA, ms. False, and nothing queued,
+    /// without memory.
+    ///
+    /// With `wait` the value of "WS", with which the answer begins, becomes unknown, and the call
+    /// blocks until it is told again; or until 15 s and four times the link's response time have
+    /// passed, 2 s without a link: false, and the line stays queued. A refusal is an answer too: it
+    /// shows by getError and getLatchedError. In a callback of this engine it returns false at
+    /// once, with the line queued.
+    bool transmitAPR(int ws, int fo, int et, int fi, int fs, int fn, int kv, int ma, int ms,
+                     bool wait);
+
+    /// Sends a whole program: the line, then one by one what it can't carry, as far as the
+    /// receptor, the room's features and the generator's family and revision have it. What the
+    /// generator refuses is in the program's getErrorDetails; a line that it refuses is sent again
+    /// piece by piece, so that the details name the parameter. True when nothing was refused. False
+    /// also for a null program and without memory.
+    ///
+    /// The line takes the film screen as the wire has it, a piece as 0, 1 or 2; other values are
+    /// left out there.
+    ///
+    /// Without `wait` everything is queued, and the generator has no time to refuse it. With `wait`
+    /// the call blocks for each answer in turn, as transmitAPR above and transmitMsg do; a
+    /// generator that doesn't answer costs the limit for each. Errors that were waiting, or come
+    /// for another reason meanwhile, count as the program's; both queues are empty afterwards. Not
+    /// for a callback of this engine, where no answer can come.
+    bool transmitAPR(TkAPR *program, bool wait);
+
     /// Whether the application takes part in exposures; false at the start. If not, preps are
     /// refused by the engine and aren't told to the dispatchers.
     void enableExposures(bool enable) { m_bExposuresEnabled = enable; }
@@ -102,6 +131,7 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     void flushLatchedErrors();
 
   private:
+    friend class TkAPR;
     friend class TkGeneratorPolling;
     friend class TkGeneratorStatus;
 
@@ -111,6 +141,7 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     bool decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) override;
     bool isAnswered(int awaited) const override;
     bool answers(int command, int awaited) const override;
+    void received(const std::vector<Item> &items) override;
     void handleReceivedMsg(int command, int value) override;
     void sendProbe() override;
     void poll(int &step) override;

@@ -59,8 +59,9 @@ TKGEN_EXPORT void tkDestroyWindow(HWND window);
  * came, when the handle is invalid, and when `message` is null. */
 TKGEN_EXPORT bool tkGetMessage(HWND window, TkWindowMessage *message, unsigned int milliseconds);
 
-/* A descriptor that is readable while messages wait, for poll, select or an event loop. Only watch
- * it: the queue reads and closes it. -1 for an invalid handle. */
+/* A descriptor that is readable while messages wait, for poll, select or an event loop. It can be
+ * for a moment when none does any more: tkGetMessage without waiting tells. Only watch it: the
+ * queue reads and closes it. -1 for an invalid handle. */
 TKGEN_EXPORT int tkWindowFd(HWND window);
 
 /* How many messages were lost because the queue was full. 0 for an invalid handle. */

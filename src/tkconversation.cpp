@@ -83,8 +83,9 @@ unsigned long TkConversation::responseLimit() {
     return comms ? responseTime(*comms) : USUAL_RESPONSE_TIME;
 }
 
-unsigned long TkConversation::waitLimit() {
-    return 4 * responseLimit();
+unsigned long TkConversation::waitLimit(unsigned long more) {
+    const std::shared_ptr<TkComms> comms = link();
+    return comms ? 4 * responseTime(*comms) + more : 4 * USUAL_RESPONSE_TIME;
 }
 
 TkConversation::Answer TkConversation::queueFrame(std::vector<unsigned char> frame, int awaits,
@@ -340,6 +341,7 @@ void TkConversation::handleItems() {
             answeredByText(awaited);
         }
     }
+    received(m_Items);
     for (const Item &item : m_Items) {
         handleReceivedMsg(item.command, item.value);
     }

@@ -19,6 +19,9 @@ constexpr unsigned char ETX = 0x03;
 constexpr long BORROWED_LINK_PERIOD = 250;
 constexpr long OWN_PORT_PERIOD = 0;
 
+/// A program changes much in the generator, which takes its time.
+constexpr unsigned long PROGRAM_TIME = 15000;
+
 /// The generator decides how many preps and errors it sends: with so many frames queued, the engine
 /// adds no response of its own.
 constexpr std::size_t MOST_QUEUED_RESPONSES = 1000;
@@ -121,6 +124,20 @@ bool TkGeneratorControl::queueCommand(Tk::TextCommands command, int value, bool 
     return true;
 }
 
+bool TkGeneratorControl::transmitAPR(int ws, int fo, int et, int fi, int fs, int fn, int kv, int ma,
+                                     int ms, bool wait) {
+    const unsigned long limit = wait ? waitLimit(PROGRAM_TIME) : 0;
+    Answer answer{};
+    try {
+        const TkLock lock(m_QueueMutex);
+        m_pCodec->encodeAprMsg(ws, fo, et, fi, fs, fn, kv, ma, ms);
+        answer = queueFrame(m_pCodec->encodedMsg(), Tk::WS, wait);
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+    return waitForAnswer(answer, limit);
+}
+
 /// A question of the engine's own: it restarts nothing.
 bool TkGeneratorControl::query(int command) {
     Answer unwanted{};
@@ -167,6 +184,18 @@ bool TkGeneratorControl::answers(int command, int awaited) const {
     return command == awaited || command == Tk::EL || command == Tk::ER;
 }
 
+/// Errors wait in their queues before any value of the frame is told: who waits for that value, and
+/// then looks for errors, mustn't miss one.
+void TkGeneratorControl::received(const std::vector<Item> &items) {
+    for (const Item &item : items) {
+        if (item.command == Tk::EL) {
+            m_pLatchedErrors->add(item.value);
+        } else if (item.command == Tk::ER) {
+            m_pErrors->add(item.value);
+        }
+    }
+}
+
 void TkGeneratorControl::handleReceivedMsg(int command, int value) {
     if (command == Tk::FS) {
         value = filmScreenFromWire(value);
@@ -188,12 +217,6 @@ void TkGeneratorControl::handleReceivedMsg(int command, int value) {
 /// What an item means to the engine itself.
 void TkGeneratorControl::takeOver(int command, int value) {
     switch (command) {
-    case Tk::EL:
-        m_pLatchedErrors->add(value);
-        break;
-    case Tk::ER:
-        m_pErrors->add(value);
-        break;
     case Tk::GR:
         m_nGeneratorRevision = value;
         break;

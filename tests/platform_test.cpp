@@ -54,6 +54,32 @@ TEST(Window, AFullQueueLosesAndCounts) {
     tkDestroyWindow(window);
 }
 
+TEST(Window, NoMessageIsOverlookedByWhoWatches) {
+    const HWND window = tkCreateWindow();
+    constexpr int EACH = 5000;
+    const auto post = [window] {
+        for (int i = 0; i < EACH; ++i) {
+            tkplatform::postMessage(window, 1, 0, i);
+        }
+    };
+    std::thread one(post);
+    std::thread two(post);
+    pollfd watched{tkWindowFd(window), POLLIN, 0};
+    TkWindowMessage message{};
+    int taken = 0;
+    while (taken < 2 * EACH && ::poll(&watched, 1, 10000) == 1) {
+        while (tkGetMessage(window, &message, 0)) {
+            ++taken;
+        }
+    }
+    EXPECT_EQ(taken, 2 * EACH);
+    one.join();
+    two.join();
+    EXPECT_FALSE(tkGetMessage(window, &message, 0));
+    EXPECT_FALSE(isReadable(window));
+    tkDestroyWindow(window);
+}
+
 TEST(Window, ADestroyedOneIsHarmless) {
     const HWND window = tkCreateWindow();
     std::atomic<int> taken{0};

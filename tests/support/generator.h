@@ -30,6 +30,9 @@ class ScriptedGenerator {
                                               {"FLK", "080"}, {"FLF", "0"},   {"TU", "1"},
                                               {"WS", "1"},    {"DS", "0"},    {"AL", "0"}};
 
+    /// What comes before the answer to a command, as an error does.
+    std::map<std::string, std::string> before;
+
     /// The data of the records as the wire carries them, from the index on.
     using Data = std::vector<unsigned char>;
     std::vector<Data> receptors = numbered(6, 27);
@@ -75,6 +78,10 @@ class ScriptedGenerator {
         const std::string item = written.substr(0, written.size() - 2);
         const std::size_t end = item.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ");
         const std::string mnemonic = item.substr(0, end);
+        const std::string error = before[mnemonic];
+        if (mnemonic == "SA") {
+            return error + frame(item.substr(3));
+        }
         if (end != std::string::npos && item[end] != '?') {
             values[mnemonic] = item.substr(end);
         }
@@ -91,7 +98,7 @@ class ScriptedGenerator {
             const auto value = values.find(name);
             said += value == values.end() ? "" : ' ' + name + value->second;
         }
-        return std::string(acked, '\x06') + (said.empty() ? said : frame(said.substr(1)));
+        return error + std::string(acked, '\x06') + (said.empty() ? said : frame(said.substr(1)));
     }
 };
 

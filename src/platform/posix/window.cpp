@@ -1,12 +1,14 @@
 #include "platform/platform.h"
 
+#include <algorithm>
 #include <chrono>
-#include <condition_variable>
+#include <climits>
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
 #include <new>
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 #include <unordered_map>
@@ -14,9 +16,21 @@
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+/// What is left until a time, as poll takes it.
+int millisecondsUntil(Clock::time_point end) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left, 0, INT_MAX));
+}
+
 /// A message queue. Its descriptor is readable while messages wait: it is written when the first
-/// one comes and read when the last one goes, so that a post to a queue that nobody has emptied
-/// yet makes no system call.
+/// one comes and read when the last one goes, so that a post to a queue that nobody has emptied yet
+/// makes no system call. Who waits for a message watches it too.
+///
+/// It is written without the lock, which a reader that wakes at once would only wait for. Until
+/// then who takes the last message finds nothing to read, and the mark stays: the next reader that
+/// finds the descriptor readable and no message clears both.
 class Window {
   public:
     Window() : m_nDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
@@ -31,42 +45,32 @@ class Window {
     int descriptor() const { return m_nDescriptor; }
 
     void post(const TkWindowMessage &message) {
-        const std::lock_guard<std::mutex> lock(m_Mutex);
-        if (m_bDestroyed) {
-            return;
-        }
-        if (m_Messages.size() >= TK_WINDOW_MESSAGES) {
-            ++m_nLost;
-            return;
-        }
-        m_Messages.push_back(message);
-        if (m_Messages.size() == 1) {
+        if (keep(message)) {
             eventfd_write(m_nDescriptor, 1);
         }
-        m_Changed.notify_one();
     }
 
     bool get(TkWindowMessage &message, unsigned int milliseconds) {
-        std::unique_lock<std::mutex> lock(m_Mutex);
-        m_Changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                           [this] { return m_bDestroyed || !m_Messages.empty(); });
-        if (m_bDestroyed || m_Messages.empty()) {
-            return false;
+        const Clock::time_point end = Clock::now() + std::chrono::milliseconds(milliseconds);
+        for (;;) {
+            if (take(message)) {
+                return true;
+            }
+            const int left = millisecondsUntil(end);
+            if (left == 0 || isDestroyed()) {
+                return false;
+            }
+            pollfd watched{m_nDescriptor, POLLIN, 0};
+            ::poll(&watched, 1, left);
         }
-        message = m_Messages.front();
-        m_Messages.pop_front();
-        if (m_Messages.empty()) {
-            eventfd_t count = 0;
-            eventfd_read(m_nDescriptor, &count);
-        }
-        return true;
     }
 
     void destroy() {
         const std::lock_guard<std::mutex> lock(m_Mutex);
         m_bDestroyed = true;
-        m_Changed.notify_all();
-        eventfd_write(m_nDescriptor, 1); // wakes who watches the descriptor
+        m_bMarked = false;
+        m_Messages.clear();
+        eventfd_write(m_nDescriptor, 1); // stays, and so wakes all who watch
     }
 
     unsigned long lost() {
@@ -75,11 +79,44 @@ class Window {
     }
 
   private:
+    /// Whether the descriptor has to be written.
+    bool keep(const TkWindowMessage &message) {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        if (m_bDestroyed) {
+            return false;
+        }
+        if (m_Messages.size() >= TK_WINDOW_MESSAGES) {
+            ++m_nLost;
+            return false;
+        }
+        m_Messages.push_back(message);
+        return !std::exchange(m_bMarked, true);
+    }
+
+    bool take(TkWindowMessage &message) {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        const bool taken = !m_Messages.empty();
+        if (taken) {
+            message = m_Messages.front();
+            m_Messages.pop_front();
+        }
+        eventfd_t count = 0;
+        if (m_bMarked && m_Messages.empty() && eventfd_read(m_nDescriptor, &count) == 0) {
+            m_bMarked = false;
+        }
+        return taken;
+    }
+
+    bool isDestroyed() {
+        const std::lock_guard<std::mutex> lock(m_Mutex);
+        return m_bDestroyed;
+    }
+
     const int m_nDescriptor;
     std::mutex m_Mutex; // guards all below; a leaf
-    std::condition_variable m_Changed;
     std::deque<TkWindowMessage> m_Messages;
     unsigned long m_nLost = 0;
+    bool m_bMarked = false; // the descriptor is readable, or just about to be
     bool m_bDestroyed = false;
 };
 

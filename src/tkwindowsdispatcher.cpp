@@ -1,0 +1,36 @@
+#include "tkwindowsdispatcher.h"
+
+#include "platform/platform.h"
+#include "tkgeneratorcontrol.h"
+
+TkWindowsDispatcher::TkWindowsDispatcher(TkGeneratorControl *pControl, HWND hWnd)
+    : m_pControl(pControl), m_hWnd(hWnd) {
+    if (pControl != nullptr) {
+        TkGeneratorControl::addDispatcher(this);
+    }
+}
+
+TkWindowsDispatcher::~TkWindowsDispatcher() {
+    if (m_pControl != nullptr) {
+        TkGeneratorControl::removeDispatcher(this);
+    }
+}
+
+TkWindowsDispatcher::TkWindowsDispatcher(const TkWindowsDispatcher &other)
+    : TkGenDispatcher(other), m_pControl(other.m_pControl.load()), m_hWnd(other.m_hWnd.load()) {}
+
+TkWindowsDispatcher &TkWindowsDispatcher::operator=(const TkWindowsDispatcher &other) {
+    m_pControl = other.m_pControl.load();
+    m_hWnd = other.m_hWnd.load();
+    return *this;
+}
+
+void TkWindowsDispatcher::post(unsigned long wParam, long lParam) {
+    tkplatform::postMessage(m_hWnd, MESSAGE, wParam, lParam);
+}
+
+void TkWindowsDispatcher::postValue(Tk::TextCommands parameter) {
+    if (const TkGeneratorControl *const control = m_pControl) {
+        post(static_cast<unsigned long>(parameter), control->getGenParam(parameter));
+    }
+}
