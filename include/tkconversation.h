@@ -14,6 +14,7 @@
 
 class TkCommsLog;
 class TkParameterTable;
+struct TkExpectation;
 namespace tkwaits {
 class Turn;
 }
@@ -86,12 +87,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
         int value;
     };
 
-    /// What a caller of transmitMsg is to wait for, if he wants to.
-    struct Answer {
-        bool wanted;
-        int key;
-        unsigned long stored;
-    };
+    /// What a caller of transmitMsg waits for; null when he doesn't.
+    using Answer = std::shared_ptr<TkExpectation>;
 
     /// Holds the engine's turn, m_pTxMutex, for a block; see there. False when it couldn't be had:
     /// the worker is being stopped, or whoever has it waits for this thread.
@@ -163,8 +160,9 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     unsigned long responseLimit();
     /// The limit of a waiting call in ms: four times the response time, and `more` on a link.
     unsigned long waitLimit(unsigned long more = 0);
-    /// Appends a frame, and with `wait` makes the value of `awaits` unknown, so that its answer
-    /// can't be missed. The caller holds the queue's lock, from the encoding on.
+    /// Appends a frame, and with `wait` makes the value of `awaits` unknown, as it becomes once
+    /// more when the frame goes out: what answers older frames isn't taken for its answer. The
+    /// caller holds the queue's lock, from the encoding on.
     Answer queueFrame(std::vector<unsigned char> frame, int awaits, bool wait)
         TKGEN_REQUIRES(m_QueueMutex);
     /// Whether an answer can come while the caller waits: not in a callback of this engine, which
@@ -189,6 +187,7 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     struct Outgoing {
         std::vector<unsigned char> frame;
         int awaits; // the item, or record, that answers it
+        Answer answer;
         bool sent;
     };
 

@@ -49,10 +49,11 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     /// and without memory.
     ///
     /// With `wait` the value of the parameter becomes unknown, and the call blocks until the
-    /// generator has told it, or setGenParam has: true; or until four times the link's response
-    /// time have passed, 2 s without a link: false, and the frame stays queued. "RR", "RF", "RS"
-    /// and "CD" wait for the first parameter of their answer. In a callback of this engine no
-    /// answer can come: there it returns false at once, with the frame queued.
+    /// generator has told it, once the command has gone out, or setGenParam has: true; or until
+    /// four times the link's response time have passed, 2 s without a link: false, and the frame
+    /// stays queued. "RR", "RF", "RS" and "CD" wait for the first parameter of their answer. In a
+    /// callback of this engine no answer can come: there it returns false at once, with the frame
+    /// queued.
     bool transmitMsg(Tk::TextCommands command, int value, bool wait);
 
     /// Queues a frame that reads a record of the application's (mode 998) or writes it (999), as
@@ -78,8 +79,8 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     /// without memory.
     ///
     /// With `wait` the value of "WS", with which the answer begins, becomes unknown, and the call
-    /// blocks until it is told again; or until 15 s and four times the link's response time have
-    /// passed, 2 s without a link: false, and the line stays queued. A refusal is an answer too: it
+    /// blocks until it is told once the line has gone out; or until 15 s and four times the link's
+    /// response time have passed, 2 s without a link: false, and the line stays queued. A refusal is an answer too: it
     /// shows by getError and getLatchedError. In a callback of this engine it returns false at
     /// once, with the line queued.
     bool transmitAPR(int ws, int fo, int et, int fi, int fs, int fn, int kv, int ma, int ms,

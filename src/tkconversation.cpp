@@ -90,12 +90,13 @@ unsigned long TkConversation::waitLimit(unsigned long more) {
 
 TkConversation::Answer TkConversation::queueFrame(std::vector<unsigned char> frame, int awaits,
                                                   bool wait) {
-    m_TxQueue.push_back({std::move(frame), awaits, false});
+    const Answer answer = wait ? std::make_shared<TkExpectation>() : nullptr;
+    m_TxQueue.push_back({std::move(frame), awaits, answer, false});
     ++m_nQueued;
-    if (!wait) {
-        return {false, awaits, 0};
+    if (answer) {
+        m_pParameters->expect(awaits, *answer);
     }
-    return {true, awaits, m_pParameters->expect(awaits).stored};
+    return answer;
 }
 
 /// The worker can't bring an answer while it waits for it itself, nor while it waits for the turn.
@@ -104,8 +105,7 @@ bool TkConversation::canWait() {
 }
 
 bool TkConversation::waitForAnswer(const Answer &answer, unsigned long limit) {
-    return !answer.wanted ||
-           (canWait() && m_pParameters->await({answer.key, answer.stored}, limit));
+    return !answer || (canWait() && m_pParameters->await(*answer, limit));
 }
 
 std::size_t TkConversation::queuedFrames() {
@@ -159,6 +159,9 @@ TkConversation::Outgoing *TkConversation::frameToSend() {
     if (!front.sent) {
         m_nRetries = 0;
         front.sent = true;
+        if (front.answer) {
+            m_pParameters->asked(*front.answer);
+        }
     }
     return &front;
 }

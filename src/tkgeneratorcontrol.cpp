@@ -79,14 +79,14 @@ int TkGeneratorControl::getGenParam(Tk::TextCommands command) const {
 }
 
 bool TkGeneratorControl::setGenParam(Tk::TextCommands command, int value) {
-    return m_pParameters->store(command, value);
+    return m_pParameters->assign(command, value);
 }
 
 // --- Sending ------------------------------------------------------------------------------------
 
 bool TkGeneratorControl::transmitMsg(Tk::TextCommands command, int value, bool wait) {
     const unsigned long limit = wait ? waitLimit() : 0;
-    Answer answer{};
+    Answer answer;
     if (!queueCommand(command, value, wait, answer)) {
         return false;
     }
@@ -127,7 +127,7 @@ bool TkGeneratorControl::queueCommand(Tk::TextCommands command, int value, bool 
 bool TkGeneratorControl::transmitAPR(int ws, int fo, int et, int fi, int fs, int fn, int kv, int ma,
                                      int ms, bool wait) {
     const unsigned long limit = wait ? waitLimit(PROGRAM_TIME) : 0;
-    Answer answer{};
+    Answer answer;
     try {
         const TkLock lock(m_QueueMutex);
         m_pCodec->encodeAprMsg(ws, fo, et, fi, fs, fn, kv, ma, ms);
@@ -140,7 +140,7 @@ bool TkGeneratorControl::transmitAPR(int ws, int fo, int et, int fi, int fs, int
 
 /// A question of the engine's own: it restarts nothing.
 bool TkGeneratorControl::query(int command) {
-    Answer unwanted{};
+    Answer unwanted;
     return queueCommand(static_cast<Tk::TextCommands>(command), Tk::REQUEST_QUERY, false, unwanted);
 }
 

@@ -236,7 +236,7 @@ void TkGeneratorControl::checkForDap(int step) {
     }
     const int status = getGenParam(DT);
     if (status == METER_FOUND) {
-        m_pParameters->store(TK_METER_FOUND, 1);
+        m_pParameters->assign(TK_METER_FOUND, 1);
         m_bDapPresent = m_nDapRestart == 0;
     } else if (status == VALUE_UNKNOWN || status == METER_STARTING ||
                (status == NO_METER && m_nDapTries < MOST_METER_TRIES)) {

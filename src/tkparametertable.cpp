@@ -27,12 +27,16 @@ int TkParameterTable::value(int key) const {
     return entry == nullptr ? Tk::VALUE_UNKNOWN : entry->value.load(std::memory_order_acquire);
 }
 
-bool TkParameterTable::store(int key, int value) {
+bool TkParameterTable::assign(int key, int value) {
     int before = 0;
-    return exchange(key, value, before);
+    return store(key, value, &Entry::assigned, before);
 }
 
 bool TkParameterTable::exchange(int key, int value, int &before) {
+    return store(key, value, &Entry::told, before);
+}
+
+bool TkParameterTable::store(int key, int value, unsigned long Entry::*count, int &before) {
     Entry *const entry = find(key);
     if (entry == nullptr) {
         return false;
@@ -40,7 +44,7 @@ bool TkParameterTable::exchange(int key, int value, int &before) {
     const std::lock_guard<std::mutex> lock(m_Mutex);
     before = entry->value.exchange(value, std::memory_order_acq_rel);
     if (value != Tk::VALUE_UNKNOWN) {
-        ++entry->stored;
+        ++(entry->*count);
         if (m_nWaiting > 0) {
             m_Stored.notify_all();
         }
@@ -55,19 +59,30 @@ void TkParameterTable::forget() {
     }
 }
 
-TkParameterTable::Expectation TkParameterTable::expect(int key) {
+void TkParameterTable::expect(int key, TkExpectation &expectation) {
     Entry *const entry = find(key);
     const std::lock_guard<std::mutex> lock(m_Mutex);
     entry->value.store(Tk::VALUE_UNKNOWN, std::memory_order_release);
-    return {key, entry->stored};
+    expectation = {key, false, 0, entry->assigned};
 }
 
-bool TkParameterTable::await(const Expectation &expectation, unsigned long limit) {
+void TkParameterTable::asked(TkExpectation &expectation) {
+    Entry *const entry = find(expectation.key);
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    entry->value.store(Tk::VALUE_UNKNOWN, std::memory_order_release);
+    expectation.asked = true;
+    expectation.told = entry->told;
+}
+
+bool TkParameterTable::await(const TkExpectation &expectation, unsigned long limit) {
     const Entry *const entry = find(expectation.key);
+    const auto known = [&] {
+        const bool told = expectation.asked && entry->told != expectation.told;
+        return told || entry->assigned != expectation.assigned;
+    };
     std::unique_lock<std::mutex> lock(m_Mutex);
     ++m_nWaiting;
-    const bool stored =
-        tkTimedWait(m_Stored, lock, limit, [&] { return entry->stored != expectation.stored; });
+    const bool stored = tkTimedWait(m_Stored, lock, limit, known);
     --m_nWaiting;
     return stored;
 }

@@ -8,6 +8,15 @@
 #include <mutex>
 #include <vector>
 
+/// A wait for the value of a key. It begins with expect(); who asks the far end calls asked() when
+/// the question goes out.
+struct TkExpectation {
+    int key;
+    bool asked;             // the two below, and this, are guarded by the table's lock
+    unsigned long told;     // how many known values the far end had told
+    unsigned long assigned; // and the application had assigned
+};
+
 /// The parameters of a far end, by key. The keys are declared once; a value that isn't known is
 /// Tk::VALUE_UNKNOWN.
 ///
@@ -22,36 +31,38 @@ class TkParameterTable {
     /// The value of a key, unknown for one that isn't declared.
     int value(int key) const;
 
-    /// Stores a value. False for a key that isn't declared.
-    bool store(int key, int value);
+    /// Stores a value that the application assigns. False for a key that isn't declared.
+    bool assign(int key, int value);
 
-    /// Stores a value and tells through `before` what stood there. False as above.
+    /// Stores a value that the far end tells, and gives through `before` what stood there. False as
+    /// above.
     bool exchange(int key, int value, int &before);
 
     /// Makes every value unknown.
     void forget();
 
-    /// A wait for a key's next value.
-    struct Expectation {
-        int key;
-        unsigned long stored; // how many known values the entry had had
-    };
+    /// Makes the value of a declared key unknown, and begins a wait for it.
+    void expect(int key, TkExpectation &expectation);
 
-    /// Makes the value of a declared key unknown. What is stored from then on ends await().
-    Expectation expect(int key);
+    /// The question goes out: what the far end has told until now answered older ones. Makes the
+    /// value unknown again.
+    void asked(TkExpectation &expectation);
 
-    /// Blocks until a known value has been stored, be it gone again, or `limit` ms have passed,
-    /// which gives false.
-    bool await(const Expectation &expectation, unsigned long limit);
+    /// Blocks until a known value has been told after asked(), or assigned after expect(), be it
+    /// gone again, or `limit` ms have passed, which gives false.
+    bool await(const TkExpectation &expectation, unsigned long limit);
 
   private:
     struct Entry {
         int key = 0;
         std::atomic<int> value{0};
-        unsigned long stored = 0; // guarded by m_Mutex
+        // How many known values were stored; guarded by m_Mutex
+        unsigned long told = 0;
+        unsigned long assigned = 0;
     };
 
     Entry *find(int key) const;
+    bool store(int key, int value, unsigned long Entry::*count, int &before);
 
     std::size_t m_nEntries;
     std::unique_ptr<Entry[]> m_pEntries; // in the order of their keys

@@ -48,15 +48,23 @@ TEST_F(Engine, WithExposuresTheHandshakeIsTheApplications) {
 
 TEST_F(Engine, AWaitedCommandIsToldThoughTheValueIsTheSame) {
     receive(frame("KV070"));
+    send(Tk::RR, 0);
+    engine.cycle();
     told();
-    std::thread waiting([&] { EXPECT_TRUE(engine.transmitMsg(Tk::KV, 70, true)); });
-    EXPECT_TRUE(eventually([&] {
-        engine.cycle();
-        return link.written() == Frames{frame("KV070")};
-    }));
+    std::atomic<bool> ended{false};
+    std::thread waiting([&] {
+        EXPECT_TRUE(engine.transmitMsg(Tk::KV, 70, true));
+        ended = true;
+    });
+    EXPECT_TRUE(eventually([&] { return engine.getGenParam(Tk::KV) == -999; }));
+    receive(frame("KV070 MA00100")); // answers the older frame
+    EXPECT_EQ(link.written().back(), frame("KV070"));
+    EXPECT_EQ(engine.getGenParam(Tk::KV), -999);
+    EXPECT_FALSE(ended);
     receive(frame("KV070"));
     waiting.join();
-    EXPECT_EQ(told(), Told{"radiographic_Kv_Changed"});
+    EXPECT_EQ(told(), (Told{"radiographic_Kv_Changed", "radiographic_Ma_Changed",
+                            "radiographic_Kv_Changed"}));
 }
 
 TEST_F(Engine, APrepWhoseCallbackTurnsExposuresOffIsRefused) {
