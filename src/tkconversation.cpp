@@ -90,7 +90,7 @@ unsigned long TkConversation::waitLimit(unsigned long more) {
 
 TkConversation::Answer TkConversation::queueFrame(std::vector<unsigned char> frame, int awaits,
                                                   bool wait) {
-    const Answer answer = wait ? std::make_shared<TkExpectation>() : nullptr;
+    Answer answer = wait ? std::make_shared<TkExpectation>() : nullptr;
     m_TxQueue.push_back({std::move(frame), awaits, answer, false});
     ++m_nQueued;
     if (answer) {

@@ -235,6 +235,7 @@ void TkGeneratorControl::takeOver(int command, int value) {
 }
 
 void TkGeneratorControl::storeAndTell(int command, int value, bool takesPart) {
+    const TkParameterTable::Telling telling(*m_pParameters, command);
     int before = 0;
     if (!m_pParameters->exchange(command, value, before)) {
         return;

@@ -62,7 +62,9 @@ void TkParameterTable::forget() {
 void TkParameterTable::expect(int key, TkExpectation &expectation) {
     Entry *const entry = find(key);
     const std::lock_guard<std::mutex> lock(m_Mutex);
-    entry->value.store(Tk::VALUE_UNKNOWN, std::memory_order_release);
+    if (m_nTold != key) {
+        entry->value.store(Tk::VALUE_UNKNOWN, std::memory_order_release);
+    }
     expectation = {key, false, 0, entry->assigned};
 }
 

@@ -41,7 +41,21 @@ class TkParameterTable {
     /// Makes every value unknown.
     void forget();
 
-    /// Makes the value of a declared key unknown, and begins a wait for it.
+    /// Keeps the value of a key while the dispatchers are told of it: who expects another one
+    /// meanwhile leaves it to them. One at a time.
+    class Telling {
+      public:
+        Telling(TkParameterTable &table, int key) : m_Table(table) { m_Table.m_nTold = key; }
+        ~Telling() { m_Table.m_nTold = NONE; }
+        Telling(const Telling &) = delete;
+        Telling &operator=(const Telling &) = delete;
+
+      private:
+        TkParameterTable &m_Table;
+    };
+
+    /// Begins a wait for the value of a declared key, which becomes unknown, unless it is just
+    /// being told.
     void expect(int key, TkExpectation &expectation);
 
     /// The question goes out: what the far end has told until now answered older ones. Makes the
@@ -61,6 +75,8 @@ class TkParameterTable {
         unsigned long assigned = 0;
     };
 
+    static constexpr int NONE = 0;
+
     Entry *find(int key) const;
     bool store(int key, int value, unsigned long Entry::*count, int &before);
 
@@ -69,6 +85,7 @@ class TkParameterTable {
     std::mutex m_Mutex;                  // guards the writing of entries and all below; a leaf
     std::condition_variable m_Stored;
     int m_nWaiting = 0;
+    std::atomic<int> m_nTold{NONE}; // the key of which dispatchers are being told
 };
 
 #endif

@@ -26,7 +26,9 @@ TkWindowsDispatcher &TkWindowsDispatcher::operator=(const TkWindowsDispatcher &o
 }
 
 void TkWindowsDispatcher::post(unsigned long wParam, long lParam) {
-    tkplatform::postMessage(m_hWnd, MESSAGE, wParam, lParam);
+    if (m_pControl != nullptr) {
+        tkplatform::postMessage(m_hWnd, MESSAGE, wParam, lParam);
+    }
 }
 
 void TkWindowsDispatcher::postValue(Tk::TextCommands parameter) {

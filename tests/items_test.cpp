@@ -67,6 +67,24 @@ TEST_F(Engine, AWaitedCommandIsToldThoughTheValueIsTheSame) {
                             "radiographic_Kv_Changed"}));
 }
 
+TEST_F(Engine, AValueStaysWhileItIsTold) {
+    std::thread waiting;
+    Recorder asking([&](const std::string &) {
+        if (!waiting.joinable()) {
+            waiting = std::thread([&] { engine.transmitMsg(Tk::KV, 80, true); });
+            EXPECT_TRUE(eventually([&] { return engine.queued() == 1; }));
+            EXPECT_EQ(engine.getGenParam(Tk::KV), 70);
+        }
+    });
+    const Registered too(asking);
+    receive(frame("KV070"));
+    EXPECT_EQ(link.written(), Frames{});
+    EXPECT_EQ(sent(), Frames{frame("KV080")});
+    EXPECT_EQ(engine.getGenParam(Tk::KV), -999);
+    receive(frame("KV080"));
+    waiting.join();
+}
+
 TEST_F(Engine, APrepWhoseCallbackTurnsExposuresOffIsRefused) {
     Recorder switching([&](const std::string &) { engine.enableExposures(false); });
     const Registered too(switching);

@@ -17,6 +17,7 @@ class DrivenGenerator : public TkGeneratorControl {
             threadCycle();
         }
     }
+    std::size_t queued() { return queuedFrames(); }
     static int revision() { return m_nGeneratorRevision; }
     static void setRevision(int revision) { m_nGeneratorRevision = revision; }
 };
