@@ -20,11 +20,11 @@ struct Scene {
     }
 };
 
-/// What else a program prints, its columns one blank apart.
-std::string rest(Process &program) {
+/// What else a program prints, its columns one blank apart; of lines with this beginning.
+std::string rest(Process &program, const std::string &beginning = "") {
     std::string text;
     while (const auto line = program.readLine()) {
-        text += *line + '\n';
+        text += line->rfind(beginning, 0) == 0 ? *line + '\n' : "";
     }
     const auto end = std::unique(text.begin(), text.end(),
                                  [](char one, char next) { return one == ' ' && next == ' '; });
@@ -32,21 +32,30 @@ std::string rest(Process &program) {
     return text;
 }
 
+/// A file for a console to read.
+struct TextFile {
+    const std::string path;
+    TextFile(const std::string &name, const std::string &text)
+        : path(testing::TempDir() + std::to_string(::getpid()) + name) {
+        std::ofstream(path) << text;
+    }
+    ~TextFile() { ::unlink(path.c_str()); }
+};
+
 TEST(Console, RunsAScript) {
-    const std::string script = testing::TempDir() + std::to_string(::getpid()) + ".script";
-    std::ofstream(script)
-        << "#" << std::string(5000, ' ')
-        << "set KV 90\n# values\r\n\nquery ma\nset KV 200\nerror\nread CD 1\nget CWS\n"
-        << "log raw on\nsend ET 1\nexpect ET 1\nlog raw\nquit\nget KV\n";
+    const TextFile script(
+        ".script", "#" + std::string(5000, ' ') +
+                       "set KV 90\n# values\r\n\nquery ma\nset KV 200\nerror\nread CD 1\nget CWS\n"
+                       "log raw on\nsend ET 1\nexpect ET 1\nlog raw\nquit\nget KV\n");
     const Scene scene;
-    Process console = scene.console({"--script", script});
+    Process console = scene.console({"--script", script.path});
     EXPECT_EQ(rest(console), "note " + scene.device + R"( is open
 event MA 100 radiographic tube current
 answer MA 100 radiographic tube current
-event ER 203 error
+event ER 203 error: Generator kV limit.
 event KV 150 kV radiographic tube voltage
 answer KV 150 kV radiographic tube voltage, not 200
-error ER 203 error
+error ER 203 error: Generator kV limit.
 note CD was answered
 value CWS 1 configuration: workstation
 note the raw log is on
@@ -55,7 +64,6 @@ log sent 45 54 31 03 CD
 log received 45 54 31 03 CD
 )");
     EXPECT_EQ(console.wait(), 0);
-    ::unlink(script.c_str());
 }
 
 TEST(Console, TakesPartInExposuresWhenTold) {
@@ -75,16 +83,23 @@ TEST(Console, TakesPartInExposuresWhenTold) {
     EXPECT_TRUE(console.readUntil("event   AT     100"));
     act("prep refuse", "prep", "prep refused");
     act("prep accept", "fluoro on", "fluoro on");
-    scene.generator.writeLine("latched 7");
-    console.writeLine("wait EL\nlatched");
-    EXPECT_TRUE(console.readUntil("error   EL       7"));
+    scene.generator.writeLine("latched 10");
+    console.writeLine("wait EL\ntype brn450\nlatched");
+    EXPECT_TRUE(console.readUntil("event   EL      10            latched error: Unknown Error"));
+    EXPECT_TRUE(console.readUntil("error   EL      10            latched error: KV During Exp"));
     console.closeInput();
     EXPECT_EQ(console.wait(), 0);
 }
 
 TEST(Console, SaysWhatIsWrongWithACommandAndSendsNothing) {
+    const TextFile twice(".twice", "# a comment\n\nKV 1 # kV\nkv 2\n");
+    const TextFile unknown(".unknown", "ZZ 1\r\n");
+    const TextFile longFile(".long", std::string(20000, '\n'));
     // clang-format off
     const std::vector<std::string> failures{
+        "apr " + twice.path + ": line 4: KV stands there twice",
+        "apr " + unknown.path + ": line 1: 'ZZ' is no value",
+        "apr " + longFile.path + ": the file has 20000 bytes", "apr /: the file can't be read",
         "frob: no such command", "set KV: use it as", "get ZZ: 'ZZ' is no parameter",
         "get \xC3\x9C: '\xC3\x9C' is no parameter", "set KV 7x: '7x' is no whole number",
         "set KV 99999999999: '99999999999' is too large", "set KV 65535: '65535' stands for a",
@@ -193,6 +208,46 @@ TEST(Console, ReadsAndWritesRecords) {
     }
     scene.generator.writeLine("record calibration 1");
     EXPECT_TRUE(scene.generator.readUntil(": 01 21 22 23 24 25 26 02 BC 29"));
+}
+
+TEST(Console, LoadsProgramsAndTellsWhatIsRefused) {
+    const TextFile bad(".bad", "WS 4\nET 2\nFI 5\nFLF 1\nFLK 200\n");
+    const TextFile good(".good",
+                        "fi 11\nFS 10\nFN -2\nKV 77 # kV\nMA 200\nFO 1\nET 2\nWS 4\nAI 1234\n"
+                        "FP 2\nATA 25\nATC -7\nATP 21\nFLK 81\nFLM 31\nFLF 2\nFLA 0\n"
+                        "FLS 15\nFLO 3\nFLC 4");
+    Scene scene;
+    scene.generator.writeLine("record receptor 0 2 1"); // tomography
+    EXPECT_TRUE(scene.generator.readUntil("record"));
+    Process console = scene.console({"--refresh", "--keep-going"});
+    console.writeLine("features enable auto-positioner rotation-selection tomography apr-code\n"
+                      "wait back 20\nrefresh off\napr " +
+                      bad.path + "\nset KV 200\napr " + good.path);
+    EXPECT_EQ(console.readUntil("refused"),
+              "refused APR Message - Invalid communication parameter.");
+    EXPECT_EQ(console.readLine(), "refused      AEC Fields - Invalid communication parameter.");
+    EXPECT_EQ(console.readLine(), "refused Fluoro KV - Generator kV limit.");
+    EXPECT_TRUE(console.readUntil(": the generator refused a part of it"));
+    EXPECT_TRUE(console.readUntil("error   ER     203            error: Generator kV limit."));
+    EXPECT_TRUE(console.readUntil("answer  the program is loaded"));
+    EXPECT_TRUE(
+        scene.generator.readUntil("< SA WS4 FO1 ET2 FI011 FS010 FN-2 KV077 MA00200 MS04000"));
+    scene.generator.writeLine("quit");
+    EXPECT_EQ(rest(scene.generator, "< "),
+              "< FLF2\n< FLA0\n< FLK081\n< FLM031\n< FLS015\n< FLO3\n"
+              "< FLC4\n< FP2\n< ATP021\n< ATA25\n< ATC-07\n< AI1234\n");
+}
+
+TEST(Console, ShowsTheMessagesOfAWindow) {
+    const Scene scene;
+    Process console = scene.console();
+    console.writeLine("set KV 71\nwatch on\nset KV 81\nwatch off\nset KV 82\nwatch on\nwatch on\n"
+                      "set KV 200\nrefresh drop\nquit");
+    EXPECT_EQ(rest(console, "message"), R"(message 65534 wParam 0x4B56 KV lParam 81
+message 65534 wParam 0x4552 ER lParam 0
+message 65534 wParam 0x4B56 KV lParam 150
+message 65534 wParam 0x0 lost lParam 0
+)");
 }
 
 } // namespace

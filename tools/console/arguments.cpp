@@ -34,6 +34,14 @@ int numberFrom(const std::string &word) {
     return number;
 }
 
+int plainNumberFrom(const std::string &word) {
+    const int number = numberFrom(word);
+    if (number >= Tk::REQUEST_DOWN_2 && number <= Tk::REQUEST_QUERY) {
+        throw Failure("'" + word + "' stands for a request as 'query' or 'up' makes it");
+    }
+    return number;
+}
+
 int valueFrom(const std::string &word) {
     return word == "unknown" ? static_cast<int>(Tk::VALUE_UNKNOWN) : numberFrom(word);
 }

@@ -19,7 +19,10 @@ Tk::TextCommands parameterFrom(const std::string &word);
 /// A whole number that an int can hold.
 int numberFrom(const std::string &word);
 
-/// As above, or "unknown".
+/// As above, but none of the numbers that would be sent as requests.
+int plainNumberFrom(const std::string &word);
+
+/// A whole number, or "unknown".
 int valueFrom(const std::string &word);
 
 /// A whole number of milliseconds from 0 to an hour.

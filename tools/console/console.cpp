@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <future>
+#include <sstream>
 
 namespace {
 
@@ -21,7 +22,7 @@ constexpr std::chrono::milliseconds betweenTries{20};
 Console::Console(const Options &options, Input &input, Display &display, Session &session,
                  const Wakeup &wakeup)
     : m_Options(options), m_Input(input), m_Display(display), m_Session(session), m_Wakeup(wakeup),
-      m_Table(display, session.engine()) {}
+      m_Table(display, session.engine()), m_Messages(display, session.engine()) {}
 
 Console::End Console::run() {
     while (!m_Quit && !m_Stopped && !ended() && !m_Input.atEnd()) {
@@ -72,7 +73,8 @@ void Console::runLine(const std::string &line) {
 /// Sleeps until something is to be done. Whether there is input.
 bool Console::pause(int input, Deadline deadline) {
     const Deadline look = m_Table.nextLook();
-    return m_Wakeup.wait(input, look && (!deadline || *look < *deadline) ? look : deadline);
+    return m_Wakeup.wait(input, m_Messages.fd(),
+                         look && (!deadline || *look < *deadline) ? look : deadline);
 }
 
 bool Console::waitUntil(const std::function<bool()> &done, Deadline deadline) {
@@ -116,6 +118,25 @@ bool Console::exchange(TkBinaryInterface &record, int mode) {
         waitUntil([] { return false; }, Clock::now() + betweenTries);
     }
     return true;
+}
+
+/// The engine only tells what was refused. A loss takes what is left of the program with it, even
+/// if the generator is found again before the end.
+void Console::load(TkAPR &program) {
+    m_Unseen.clear();
+    const unsigned long losses = m_Losses;
+    const bool taken = callApart([&] { return engine().transmitAPR(&program, true); });
+    std::istringstream refused(program.getErrorDetails());
+    for (std::string line; std::getline(refused, line);) {
+        m_Display.line(Kind::refused, line);
+    }
+    if (losses != m_Losses || engine().getGenParam(Tk::WS) == Tk::VALUE_UNKNOWN) {
+        throw Failure("the generator didn't answer");
+    }
+    if (!taken) {
+        throw Failure("the generator refused a part of it");
+    }
+    m_Display.line(Kind::answer, "the program is loaded");
 }
 
 /// Makes a call that waits for the generator, and shows what happens meanwhile. A callback, or this
@@ -163,6 +184,7 @@ void Console::showHappenings() {
     for (const Happening &happening : m_Session.takeHappenings()) {
         show(happening);
     }
+    m_Messages.show();
     m_Table.look();
 }
 
@@ -185,6 +207,7 @@ void Console::show(const Happening &happening) {
 
 /// While it polls, the engine tells a loss again and again until something is heard.
 void Console::showLoss() {
+    ++m_Losses;
     if (m_Lost && engine().refreshEnabled()) {
         return;
     }

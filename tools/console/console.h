@@ -3,10 +3,12 @@
 
 #include "display.h"
 #include "input.h"
+#include "messages.h"
 #include "session.h"
 #include "table.h"
 #include "wakeup.h"
 
+#include "tkapr.h"
 #include "tkgeneratorstatus.h"
 
 #include <functional>
@@ -43,6 +45,7 @@ class Console {
     Display &display() { return m_Display; }
     Session &session() { return m_Session; }
     Table &table() { return m_Table; }
+    Messages &messages() { return m_Messages; }
     TkGeneratorControl &engine() { return m_Session.engine(); }
     TkGeneratorStatus status() { return TkGeneratorStatus(&engine()); }
 
@@ -60,6 +63,10 @@ class Console {
     /// can't do because it is busy with another record is tried again for a while. False when no
     /// answer came; the record is the caller's alone in any case.
     bool exchange(TkBinaryInterface &record, int mode);
+
+    /// Loads a program, and shows what the generator refused of it. Throws Failure then, and when
+    /// it didn't answer.
+    void load(TkAPR &program);
 
     /// Transmits without waiting for an answer.
     void send(Tk::TextCommands command, int value);
@@ -89,8 +96,10 @@ class Console {
     Session &m_Session;
     const Wakeup &m_Wakeup;
     Table m_Table;
+    Messages m_Messages;
     std::map<std::string, int> m_Unseen; // events by name that `wait` may take
     bool m_Lost = false;                 // and nothing heard since
+    unsigned long m_Losses = 0;          // that the engine has told
     bool m_Failed = false;
     bool m_Stopped = false; // by a failure
     bool m_Quit = false;

@@ -1,8 +1,10 @@
 #include "display.h"
 
+#include "tkgeneratorerrors.h"
 #include "words.h"
 
 #include <cstdio>
+#include <limits>
 
 namespace {
 
@@ -13,10 +15,11 @@ struct Style {
 
 /// In the order of Kind.
 constexpr Style styles[] = {
-    {"event", "\033[36m"},  {"answer", "\033[32m"}, {"value", "\033[32m"},  {"table", "\033[34m"},
-    {"reply", "\033[35m"},  {"error", "\033[33m"},  {"note", "\033[2m"},    {"log", "\033[2m"},
-    {"failed", "\033[31m"}, {"lost", "\033[1;31m"}, {"back", "\033[1;32m"}, {">", "\033[1m"},
-    {"help", ""},
+    {"event", "\033[36m"},   {"answer", "\033[32m"},  {"value", "\033[32m"},
+    {"table", "\033[34m"},   {"reply", "\033[35m"},   {"error", "\033[33m"},
+    {"refused", "\033[31m"}, {"message", "\033[35m"}, {"note", "\033[2m"},
+    {"log", "\033[2m"},      {"failed", "\033[31m"},  {"lost", "\033[1;31m"},
+    {"back", "\033[1;32m"},  {">", "\033[1m"},        {"help", ""},
 };
 
 constexpr const char *plain = "\033[0m";
@@ -88,20 +91,31 @@ void Display::line(Kind kind, const std::string &text) {
     write(kind, text);
 }
 
+/// What a parameter is; of an error also what its number means.
+std::string Display::meaning(Tk::TextCommands parameter, int value) const {
+    const char *const words = wordsOf(parameter).meaning;
+    std::string text = words ? words : "";
+    const bool isError = parameter == Tk::ER || parameter == Tk::EL;
+    if (isError && value >= 0 && value <= std::numeric_limits<unsigned char>::max()) {
+        text += ": ";
+        text += TkGeneratorErrors::getErrorMessage(static_cast<unsigned char>(value),
+                                                   m_Engine.getGeneratorType());
+    }
+    return text;
+}
+
 void Display::parameter(Kind kind, Tk::TextCommands parameter, int value,
                         const std::string &remark) {
-    const char *meaning = wordsOf(parameter).meaning;
-    std::string text = columns(kind, parameter, value) + (meaning ? meaning : "");
+    std::string text = meaning(parameter, value);
     if (!remark.empty()) {
-        text += meaning ? ", " + remark : remark;
+        text += text.empty() ? remark : ", " + remark;
     }
-    write(kind, text);
+    write(kind, columns(kind, parameter, value) + text);
 }
 
 void Display::row(Tk::TextCommands parameter, int value, bool changeable) {
-    const char *meaning = wordsOf(parameter).meaning;
     write(Kind::table, columns(Kind::table, parameter, value) + (changeable ? "*  " : "   ") +
-                           (meaning ? meaning : ""));
+                           meaning(parameter, value));
 }
 
 void Display::field(Kind kind, const std::string &name, const std::string &value) {

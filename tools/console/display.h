@@ -1,32 +1,36 @@
 #ifndef TKCONSOLE_DISPLAY_H
 #define TKCONSOLE_DISPLAY_H
 
-#include "tk.h"
+#include "tkgeneratorcontrol.h"
 
 #include <string>
 
 /// What a line is about; it decides the line's first word and its colour.
 enum class Kind {
-    event,  ///< the generator told a value
-    answer, ///< what the generator answered to a command
-    value,  ///< a value as last known
-    table,  ///< what a generator's console would have on its screen
-    reply,  ///< what the console said to the generator by itself
-    error,  ///< an error number of the generator
-    note,   ///< anything else that is worth knowing
-    log,    ///< a line of a communication log
-    failed, ///< why a command failed
-    lost,   ///< the generator or the device can't be reached any more
-    back,   ///< the generator is back
-    echo,   ///< a command as it is run
+    event,   ///< the generator told a value
+    answer,  ///< what the generator answered to a command
+    value,   ///< a value as last known
+    table,   ///< what a generator's console would have on its screen
+    reply,   ///< what the console said to the generator by itself
+    error,   ///< an error number of the generator
+    refused, ///< what the generator didn't take of a program, and why
+    message, ///< a message that was posted to the console's window
+    note,    ///< anything else that is worth knowing
+    log,     ///< a line of a communication log
+    failed,  ///< why a command failed
+    lost,    ///< the generator or the device can't be reached any more
+    back,    ///< the generator is back
+    echo,    ///< a command as it is run
     help
 };
 
 /// Writes lines to standard output, in columns. The only place that writes there; main thread only.
 class Display {
   public:
-    /// With `prompt` a person types between the lines.
-    Display(bool colour, bool prompt) : m_Colour(colour), m_Prompt(prompt) {}
+    /// With `prompt` a person types between the lines. The engine tells of which family the numbers
+    /// of errors are.
+    Display(bool colour, bool prompt, const TkGeneratorControl &engine)
+        : m_Colour(colour), m_Prompt(prompt), m_Engine(engine) {}
 
     void line(Kind kind, const std::string &text);
 
@@ -52,9 +56,11 @@ class Display {
   private:
     void write(Kind kind, const std::string &text);
     void clearPrompt();
+    std::string meaning(Tk::TextCommands parameter, int value) const;
 
     const bool m_Colour;
     const bool m_Prompt;
+    const TkGeneratorControl &m_Engine;
     bool m_PromptShown = false;
 };
 

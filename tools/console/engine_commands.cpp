@@ -1,5 +1,6 @@
 #include "commands.h"
 #include "console.h"
+#include "program.h"
 
 #include <cstdio>
 #include <functional>
@@ -29,15 +30,41 @@ void refresh(Console &console, const Arguments &arguments) {
                            enable ? "polling, and a lost generator is searched for" : "no polling");
 }
 
+/// Takes the errors of a list, and returns how many.
 template <Tk::TextCommands parameter, int (TkGeneratorControl::*take)(bool)>
-void errors(Console &console, const Arguments &) {
+int showErrors(Console &console) {
     int count = 0;
     for (int error = 0; (error = (console.engine().*take)(true)) != 0; ++count) {
         console.display().parameter(Kind::error, parameter, error);
     }
-    if (count == 0) {
+    return count;
+}
+
+constexpr auto showPresentErrors = showErrors<Tk::ER, &TkGeneratorControl::getError>;
+constexpr auto showLatchedErrors = showErrors<Tk::EL, &TkGeneratorControl::getLatchedError>;
+
+template <int (*show)(Console &)>
+void errors(Console &console, const Arguments &) {
+    if (show(console) == 0) {
         console.display().line(Kind::note, "none waits");
     }
+}
+
+void apr(Console &console, const Arguments &arguments) {
+    TkAPR program = readProgram(arguments[0]);
+    // The program would be blamed for them.
+    showPresentErrors(console);
+    showLatchedErrors(console);
+    console.load(program);
+}
+
+void watch(Console &console, const Arguments &arguments) {
+    const bool on = choiceFrom(arguments[0], "on", "off");
+    if (!console.messages().watch(on)) {
+        throw Failure("the system gives no window");
+    }
+    console.display().line(Kind::note, on ? "messages to a window are shown"
+                                          : "messages to a window aren't shown");
 }
 
 // --- Logs -----------------------------------------------------------------------------------
@@ -108,16 +135,16 @@ void log(Console &console, const Arguments &arguments) {
 
 // clang-format off
 const CommandGroup &engineCommands() {
-    using Engine = TkGeneratorControl;
     static const CommandGroup group{
         {"exposures", "on|off", 1, 1, "take part in exposures, or have preps refused", exposures},
         {"prep", "accept|refuse", 1, 1, "what to answer while exposures are on", prep},
         {"refresh", "on|off|drop", 1, 1, "poll, connect by that; drop: stop, and forget all",
             refresh},
         {"error", "", 0, 0, "list the waiting errors, and take them",
-            errors<Tk::ER, &Engine::getError>},
-        {"latched", "", 0, 0, "the same for latched errors",
-            errors<Tk::EL, &Engine::getLatchedError>},
+            errors<showPresentErrors>},
+        {"latched", "", 0, 0, "the same for latched errors", errors<showLatchedErrors>},
+        {"apr", "FILE", 1, 1, "load an anatomical program, show what was refused", apr},
+        {"watch", "on|off", 1, 1, "show the messages that a window would get", watch},
         {"log", "[raw|parsed [on|off]]", 0, 2, "show what a log holds, or switch it", log},
     };
     return group;

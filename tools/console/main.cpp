@@ -89,7 +89,7 @@ int run(const Settings &settings) {
         return exitDevice;
     }
     const bool typed = settings.script.empty() && ::isatty(STDIN_FILENO);
-    Display display(wantsColour(settings.color), typed && isAbleTerminal());
+    Display display(wantsColour(settings.color), typed && isAbleTerminal(), session.engine());
     session.engine().enableExposures(settings.exposures);
     session.start();
     session.engine().enableRefresh(settings.refresh, false);

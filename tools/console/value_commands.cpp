@@ -32,15 +32,6 @@ void get(Console &console, const Arguments &arguments) {
     console.display().parameter(Kind::value, parameter, console.engine().getGenParam(parameter));
 }
 
-/// The numbers of the request values would be sent as requests.
-int plainNumberFrom(const std::string &word) {
-    const int number = numberFrom(word);
-    if (number >= Tk::REQUEST_DOWN_2 && number <= Tk::REQUEST_QUERY) {
-        throw Failure("'" + word + "' stands for a request, use 'query', 'up' or 'down'");
-    }
-    return number;
-}
-
 void set(Console &console, const Arguments &arguments) {
     const Tk::TextCommands parameter = singleFrom(arguments[0]);
     console.set(parameter, plainNumberFrom(arguments[1]));

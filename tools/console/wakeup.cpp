@@ -82,9 +82,9 @@ void Wakeup::ring() const {
     }
 }
 
-bool Wakeup::wait(int input, Deadline deadline) const {
-    pollfd watched[] = {{m_Read, POLLIN, 0}, {input, POLLIN, 0}};
-    if (::poll(watched, 2, untilDeadline(deadline)) <= 0) {
+bool Wakeup::wait(int input, int messages, Deadline deadline) const {
+    pollfd watched[] = {{m_Read, POLLIN, 0}, {input, POLLIN, 0}, {messages, POLLIN, 0}};
+    if (::poll(watched, 3, untilDeadline(deadline)) <= 0) {
         return false;
     }
     char rings[256];

@@ -9,8 +9,8 @@
 using Clock = std::chrono::steady_clock;
 using Deadline = std::optional<Clock::time_point>;
 
-/// What the main thread sleeps on: input, a ring from another thread, a signal that asks for the
-/// end, or a point in time. One object in a program.
+/// What the main thread sleeps on: input, messages, a ring from another thread, a signal that asks
+/// for the end, or a point in time. One object in a program.
 class Wakeup {
   public:
     /// From now on SIGINT, SIGTERM and SIGHUP ring and are told by interrupted(). A second one
@@ -23,9 +23,10 @@ class Wakeup {
     /// Ends the present wait, or the next one. From any thread, never blocks.
     void ring() const;
 
-    /// Sleeps until one of the above; without a deadline for as long as it takes. `input` is a
-    /// descriptor to watch, or -1. Returns whether there is something to read from it.
-    bool wait(int input, Deadline deadline) const;
+    /// Sleeps until one of the above; without a deadline for as long as it takes. `input`
+    /// and `messages` are descriptors to watch, or -1. Returns whether there is something to read
+    /// from `input`.
+    bool wait(int input, int messages, Deadline deadline) const;
 
     bool interrupted() const { return m_Interrupted; }
 
