@@ -89,8 +89,9 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     /// Sends a whole program: the line, then one by one what it can't carry, as far as the
     /// receptor, the room's features and the generator's family and revision have it. What the
     /// generator refuses is in the program's getErrorDetails; a line that it refuses is sent again
-    /// piece by piece, so that the details name the parameter. True when nothing was refused. False
-    /// also for a null program and without memory.
+    /// piece by piece, so that the details name the parameter. True when nothing was refused, as by
+    /// a generator that doesn't answer: then "WS" is unknown afterwards. False also for a null
+    /// program and without memory.
     ///
     /// The line takes the film screen as the wire has it, a piece as 0, 1 or 2; other values are
     /// left out there.
