@@ -80,9 +80,10 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     ///
     /// With `wait` the value of "WS", with which the answer begins, becomes unknown, and the call
     /// blocks until it is told once the line has gone out; or until 15 s and four times the link's
-    /// response time have passed, 2 s without a link: false, and the line stays queued. A refusal is an answer too: it
-    /// shows by getError and getLatchedError. In a callback of this engine it returns false at
-    /// once, with the line queued.
+    /// response time have passed, 2 s without a link: false, and the line stays queued. The other
+    /// values of the answer follow, each with its event. A refusal is an answer too: it shows by
+    /// getError and getLatchedError. In a callback of this engine it returns false at once, with
+    /// the line queued.
     bool transmitAPR(int ws, int fo, int et, int fi, int fs, int fn, int kv, int ma, int ms,
                      bool wait);
 

@@ -7,7 +7,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export CXX=${CXX:-c++} CC=${CC:-cc} CXXFLAGS=-O0 CFLAGS=-O0
 strict=(-Wall -Wextra -Wpedantic -Wconversion -Werror -fsyntax-only)
-c_headers=(tkexport.h tkplatform.h tkversion.h)
+c_headers=(tkexport.h tkplatform.h tkversion.h toolkit.h)
 
 # The installation is moved once it is there, so that nothing in it can rely on its first place.
 install_library() { # kind, BUILD_SHARED_LIBS, TKGEN_BUILD_TOOLS
@@ -23,6 +23,25 @@ expect() { # expected, what came
     [[ $2 == "$1" ]] || { echo "FAILED: expected '$1', got '$2'" >&2 && exit 1; }
 }
 
+# The programs that the documents show: each block of C or C++ that has a main, and Python.
+build_programs_of_docs() {
+    local source
+    rm -rf "$work/docs" && mkdir "$work/docs"
+    awk -v to="$work/docs/program" '
+        /^```(c|cpp|python)$/ { file = to (++count) "." ($0 ~ /python/ ? "py" : substr($0, 4)); next }
+        /^```$/ { file = "" }
+        file != "" { print > file }' "$root/README.md" "$root/docs/guide.md"
+    for source in $(grep -l '^int main' "$work"/docs/*); do
+        case $source in
+        *.c) "$CC" -std=c99 -Wall -Wextra -Werror "${flags[@]}" -c "$source" -o "$source.o" ;;
+        *.cpp) "$CXX" -std=c++17 -Wall -Wextra -Werror "${flags[@]}" -c "$source" -o "$source.o" ;;
+        esac
+        "$CXX" "$source.o" "${libs[@]}" -o "$source.program"
+    done
+    python3 -m py_compile "$work"/docs/*.py
+    expect 4 "$(find "$work/docs" -name '*.program' | wc -l)"
+}
+
 use_library() { # kind, pkg-config's options
     PKG_CONFIG_PATH=$(dirname "$(find "$work/$1" -name tkgen.pc)")
     export PKG_CONFIG_PATH
@@ -33,8 +52,7 @@ use_library() { # kind, pkg-config's options
     "$CC" "${flags[@]}" -c "$here/window.c" -o "$work/window.o"
     "$CXX" -std=c++17 "${flags[@]}" "$here/main.cpp" "$work/window.o" "${libs[@]}" -o "$work/plain"
     expect "$said" "$(LD_LIBRARY_PATH=$(dirname "$PKG_CONFIG_PATH") "$work/plain")"
-    sed -n '/^```cpp$/,/^```$/{//!p}' "$root/README.md" >"$work/first.cpp"
-    "$CXX" -std=c++17 "${flags[@]}" "$work/first.cpp" "${libs[@]}" -o "$work/first-program"
+    build_programs_of_docs
 
     cmake -S "$here" -B "$work/consumer-$1" -DCMAKE_PREFIX_PATH="$work/$1"
     cmake --build "$work/consumer-$1"
@@ -65,5 +83,7 @@ use_library static --static
 use_library shared
 check_headers "$work/static/include/tkgen"
 check_exports
+PYTHONPATH=$work/shared/share/tkgen/python timeout 60 \
+    python3 "$here/flat_test.py" "$work"/shared/lib*/libtkgen.so "$work/shared/bin/tkgen-sim"
 "$work/shared/bin/tkgen-sim" --help >/dev/null
 "$work/shared/bin/tkgen-console" --help >/dev/null
