@@ -31,7 +31,8 @@ build_programs_of_docs() {
         /^```(c|cpp|python)$/ { file = to (++count) "." ($0 ~ /python/ ? "py" : substr($0, 4)); next }
         /^```$/ { file = "" }
         file != "" { print > file }' "$root/README.md" "$root/docs/guide.md"
-    for source in $(grep -l '^int main' "$work"/docs/*); do
+    for source in "$work"/docs/*.c*; do
+        grep -q '^int main' "$source" || continue
         case $source in
         *.c) "$CC" -std=c99 -Wall -Wextra -Werror "${flags[@]}" -c "$source" -o "$source.o" ;;
         *.cpp) "$CXX" -std=c++17 -Wall -Wextra -Werror "${flags[@]}" -c "$source" -o "$source.o" ;;
