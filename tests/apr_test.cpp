@@ -88,6 +88,8 @@ TEST_F(Programs, FluoroscopyFollowsWhereTheReceptorHasIt) {
     EXPECT_EQ(behind(), (Frames{"FLF2", "FLA0", "FLK070", "FLM020", "FLS150", "FLO0", "FLC0"}));
     program.setFluoroscopicABS(1);
     EXPECT_EQ(behind(), (Frames{"FLF2", "FLA1", "FLS150", "FLO0", "FLC0"}));
+    program.setFluoroscopicMode(3);
+    EXPECT_EQ(behind(), (Frames{"FLF3", "FLA1", "FLO0", "FLC0"}));
     engine.setGeneratorType(Tk::GENERATOR_BRN450);
     EXPECT_EQ(behind(), Frames{});
     engine.setGeneratorType(Tk::GENERATOR_ARKONA);
@@ -105,13 +107,15 @@ TEST_F(Programs, TheRoomFollowsByItsFeatures) {
         << "receptor 0 has no tomography";
     generator.receptors[0][2] = 1;
     connect();
-    EXPECT_EQ(engine.getGenParam(Tk::AI), 77);
+    program.setAPRCode(78);
+    engine.transmitAPR(&program, false);
+    EXPECT_EQ(engine.getGenParam(Tk::AI), 78) << "known at once";
     engine.enableRefresh(false, true);
     connect();
     engine.enableRefresh(false, false);
     engine.cycle(100);
     link.written();
-    EXPECT_EQ(frames(), (Frames{LINE, "FP0", "ATP000", "ATA05", "ATC-05", "AI0077"}));
+    EXPECT_EQ(frames(), (Frames{LINE, "FP0", "ATP000", "ATA05", "ATC-05", "AI0078"}));
     engine.setGeneratorType(Tk::GENERATOR_BRN450);
     EXPECT_EQ(frames(), Frames{LINE});
 }
@@ -119,7 +123,7 @@ TEST_F(Programs, TheRoomFollowsByItsFeatures) {
 TEST_F(Programs, ARefusedLineIsSentAgainInPieces) {
     program.setGeneratorWorkstation(3);
     program.setRadiographicTechnique(2);
-    generator.before = {{"SA", frame("ER203") + frame("ER204") + frame("EL033")},
+    generator.before = {{"SA", frame("ER203") + frame("ER204") + frame("EL033") + frame("EL034")},
                         {"FS", frame("ER255")},
                         {"FLO", frame("ER002")}};
     EXPECT_FALSE(load());
@@ -135,6 +139,11 @@ TEST_F(Programs, ARefusedLineIsSentAgainInPieces) {
                                          "     AEC Technique - Mode inhibited.\n");
     Frames all = link.written();
     EXPECT_EQ(std::count(all.begin(), all.end(), frame("FI010")), 1) << "not behind a refused AEC";
+
+    program.setRadiographicTechnique(3); // which has no name: its error counts for what follows
+    EXPECT_FALSE(load());
+    EXPECT_EQ(program.getErrorDetails(), "APR Message - Generator kV limit.\n"
+                                         "Fluoro Mode - Mode inhibited.\n");
 
     generator.before = {};
     EXPECT_TRUE(load());
@@ -153,24 +162,24 @@ TEST_F(Programs, AnErrorBesideTheAnswerIsNotMissed) {
 }
 
 TEST_F(Programs, AnAnswerThatDoesntComeHasItsLimit) {
-    const auto waits = [this](unsigned long limit) {
-        std::atomic<int> result{-1};
-        std::thread caller([&] { result = engine.transmitAPR(1, 0, 0, 0, 1, 0, 70, 1, 1, true); });
-        EXPECT_TRUE(eventually([&] { return engine.getGenParam(Tk::WS) == -999; }));
-        clock.advance(limit - 1);
-        std::this_thread::yield();
-        EXPECT_EQ(result, -1);
-        while (result == -1) {
-            clock.advance(1);
-            std::this_thread::yield();
-        }
+    const auto waited = [this] {
+        std::atomic<bool> ended{false};
+        std::thread caller([&] {
+            EXPECT_FALSE(engine.transmitAPR(1, 0, 0, 0, 1, 0, 70, 1, 1, true));
+            ended = true;
+        });
+        unsigned long passed = 0;
+        EXPECT_TRUE(eventually([&] {
+            clock.advance(100);
+            passed += 100;
+            return ended.load();
+        }));
         caller.join();
-        engine.setGenParam(Tk::WS, 1);
-        return result.load();
+        return passed;
     };
-    EXPECT_EQ(waits(15000 + 4 * 750), 0);
+    EXPECT_GE(waited(), 15000u + 4 * 750);
     engine.changeCommDevice(nullptr);
-    EXPECT_EQ(waits(2000), 0);
+    EXPECT_GE(waited(), 2000u);
 }
 
 } // namespace

@@ -346,49 +346,19 @@ TEST(Callbacks, DestroyingAnEngineThatWaitsForThisCallback) {
     }
 }
 
-// --- Over a serial line
-// ---------------------------------------------------------------------------
+// --- Over a serial line -------------------------------------------------------------------------
 
-TEST(OverAPseudoTerminal, AnEngineOnItsOwnPort) {
+TEST(OverAPseudoTerminal, AnEngineKeepsItsPortUntilItGetsAnotherLink) {
     PtyPair line;
     ASSERT_TRUE(tkMapSerialPort("COM7", line.slavePath().c_str()));
-    {
-        TkGeneratorControl engine(TkSerial::COM7);
-        ASSERT_TRUE(engine.getCommDevice()->isOpen());
-        engine.startControl();
-        EXPECT_TRUE(engine.transmitMsg(Tk::KV, Tk::REQUEST_QUERY, false));
-        EXPECT_EQ(line.read(5), frame("KV?"));
-        EXPECT_TRUE(line.write(frame("KV070")));
-        EXPECT_TRUE(eventually([&] { return engine.getGenParam(Tk::KV) == 70; }));
-        TkGeneratorControl second(TkSerial::COM7);
-        EXPECT_FALSE(second.getCommDevice()->isOpen()) << "the port is taken";
-        MemoryLink memory;
-        engine.stopControl();
-        engine.changeCommDevice(&memory); // closes the port that the engine made
-        TkGeneratorControl third(TkSerial::COM7);
-        EXPECT_TRUE(third.getCommDevice()->isOpen());
-    }
+    TkGeneratorControl engine(TkSerial::COM7);
+    ASSERT_TRUE(engine.getCommDevice()->isOpen());
+    EXPECT_FALSE(TkGeneratorControl(TkSerial::COM7).getCommDevice()->isOpen());
+    engine.changeCommDevice(nullptr);
+    EXPECT_TRUE(TkGeneratorControl(TkSerial::COM7).getCommDevice()->isOpen());
     tkMapSerialPort("COM7", nullptr);
-    TkGeneratorControl nowhere(static_cast<TkSerial::COM_PORTS>(99));
-    EXPECT_FALSE(nowhere.getCommDevice()->isOpen());
-}
-
-TEST(OverAPseudoTerminal, AVanishedLineLosesTheLinkAndEndsWell) {
-    SettableClock clock;
-    Recorder recorder;
-    const Registered registered(recorder);
-    auto line = std::make_unique<PtyPair>();
-    TkSerial port(line->slavePath().c_str(), TkSerial::MODE_READ_WRITE);
-    TkGeneratorControl engine(&port);
-    engine.startControl();
-    engine.transmitMsg(Tk::KV, Tk::REQUEST_QUERY, false);
-    EXPECT_EQ(line->read(5), frame("KV?"));
-    line.reset();
-    EXPECT_TRUE(eventually([&] {
-        clock.advance(50);
-        return recorder.events() == Frames{"lostComms"};
-    }));
-    EXPECT_EQ(engine.stopControl(), 1);
+    const auto none = static_cast<TkSerial::COM_PORTS>(99);
+    EXPECT_FALSE(TkGeneratorControl(none).getCommDevice()->isOpen());
 }
 
 } // namespace

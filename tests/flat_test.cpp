@@ -153,6 +153,7 @@ TEST_F(Flat, DrivesAGenerator) {
     EXPECT_EQ(line.read(12), frame("PR0") + frame("EL007"));
     EXPECT_TRUE(eventually([] { return getError() == 12; }));
     EXPECT_EQ(getLatchedError() + getError(), 7);
+    EXPECT_EQ(getLatchedError(), 0);
     EXPECT_TRUE(setGenParam(Tk::MA, 4));
     EXPECT_EQ(getGenParam(Tk::MA), 4);
     EXPECT_TRUE(transmitAPR(1, 0, 1, 10, 100, -2, 70, 100, 50, false));
@@ -160,6 +161,8 @@ TEST_F(Flat, DrivesAGenerator) {
     line.write(frame("WS1"));
     enableRefresh(true);
     EXPECT_EQ(line.read(4), frame("ST"));
+    enableRefresh(false);
+    EXPECT_EQ(getGenParam(Tk::MA), 4);
     closeToolkit();
     line.write(frame("KV072"));
     const Posts posts{{Tk::KV, 71}, {Tk::FS, 1}, {Tk::EL, 0}, {Tk::ER, 0}, {Tk::WS, 1}};
