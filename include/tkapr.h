@@ -60,10 +60,11 @@ class TKGEN_EXPORT TkAPR {
     TKGEN_APR_VALUE(tomoCutline, TomoCutline, 5)                     ///< "ATC", signed
     TKGEN_APR_VALUE(APRCode, APRCode, 0)                             ///< "AI"
 
-    /// What the generator refused when the program was transmitted last: a line for each error,
-    /// with what was being sent, " - ", the error's text, and a line feed. Errors of the whole
-    /// program's line stand under "APR Message", those of its parts, which are then sent singly,
-    /// behind it and indented. Empty when nothing was refused, and before the first transmission.
+    /// What the generator refused when the program was transmitted last. For each part that was
+    /// sent, a line for the oldest error and one for the oldest latched error, if there were any:
+    /// what was being sent, " - ", the error's text, and a line feed. Those of the radiographic
+    /// line stand under "APR Message"; its pieces, sent when it was refused, behind it and
+    /// indented. Empty when nothing was refused, and before the first transmission.
     std::string getErrorDetails() const { return m_ErrorDetails; }
 
   private:

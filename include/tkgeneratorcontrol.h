@@ -51,9 +51,9 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     /// With `wait` the value of the parameter becomes unknown, and the call blocks until the
     /// generator has told it, once the command has gone out, or setGenParam has: true; or until
     /// four times the link's response time have passed, 2 s without a link: false, and the frame
-    /// stays queued. "RR", "RF", "RS" and "CD" wait for the first parameter of their answer. In a
-    /// callback of this engine no answer can come: there it returns false at once, with the frame
-    /// queued.
+    /// may still be queued. "RR", "RF", "RS" and "CD" wait for the first parameter of their answer.
+    /// In a callback of this engine no answer can come: there it returns false at once, with the
+    /// frame queued.
     bool transmitMsg(Tk::TextCommands command, int value, bool wait);
 
     /// Queues a frame that reads a record of the application's (mode 998) or writes it (999), as
@@ -80,28 +80,33 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     ///
     /// With `wait` the value of "WS", with which the answer begins, becomes unknown, and the call
     /// blocks until it is told once the line has gone out; or until 15 s and four times the link's
-    /// response time have passed, 2 s without a link: false, and the line stays queued. The other
-    /// values of the answer follow, each with its event. A refusal is an answer too: it shows by
-    /// getError and getLatchedError. In a callback of this engine it returns false at once, with
-    /// the line queued.
+    /// response time have passed, 2 s without a link: false, and the line may still be queued. The
+    /// other values of the answer follow. True isn't consent: a refusal shows by getError and
+    /// getLatchedError, and one that comes without "WS" costs the whole time. In a callback of this
+    /// engine it returns false at once, with the line queued.
     bool transmitAPR(int ws, int fo, int et, int fi, int fs, int fn, int kv, int ma, int ms,
                      bool wait);
 
-    /// Sends a whole program: the line, then one by one what it can't carry, as far as the
-    /// receptor, the room's features and the generator's family and revision have it. What the
-    /// generator refuses is in the program's getErrorDetails; a line that it refuses is sent again
-    /// piece by piece, so that the details name the parameter. True when nothing was refused, as by
-    /// a generator that doesn't answer: then "WS" is unknown afterwards. False also for a null
-    /// program and without memory.
+    /// Sends a whole program: the line, then one by one what it can't carry, in the family
+    /// GENERATOR_ARKONA. That is fluoroscopy from revision 300 on where the workstation's receptor
+    /// has it, and the room's values where their features are enabled; tomography if the first
+    /// receptor has it too. A line that is refused is followed by its workstation and technique,
+    /// and for AEC its fields and film screen. What the generator refuses is in the program's
+    /// getErrorDetails; only a technique other than 0 to 2 isn't named there. True when nothing was
+    /// refused. False also for a null program and without memory.
     ///
-    /// The line takes the film screen as the wire has it, a piece as 0, 1 or 2; other values are
-    /// left out there.
+    /// A generator that doesn't answer refuses nothing. lostComms tells; and without polling "WS"
+    /// is unknown afterwards. With polling it may be known again.
+    ///
+    /// The line takes the film screen as the wire has it, a piece as 0, 1 or 2, and other values
+    /// are left out there: 1 is the first screen in the line, and the second one in a piece.
     ///
     /// Without `wait` everything is queued, and the generator has no time to refuse it. With `wait`
     /// the call blocks for each answer in turn, as transmitAPR above and transmitMsg do; a
-    /// generator that doesn't answer costs the limit for each. Errors that were waiting, or come
-    /// for another reason meanwhile, count as the program's; both queues are empty afterwards. Not
-    /// for a callback of this engine, where no answer can come.
+    /// generator that doesn't answer costs the limit for each. An error counts that comes before
+    /// the answer or with it. Errors that were waiting, or come for another reason meanwhile, count
+    /// too; who takes errors meanwhile takes them from the program. "AI" becomes the program's code
+    /// in any case. Not for a callback of this engine, where no answer can come.
     bool transmitAPR(TkAPR *program, bool wait);
 
     /// Whether the application takes part in exposures; false at the start. If not, preps are

@@ -4,6 +4,7 @@
 #include "tkgeneratorerrors.h"
 
 #include <algorithm>
+#include <sstream>
 #include <thread>
 
 namespace {
@@ -27,11 +28,13 @@ TEST(ErrorTexts, EveryNumberHasOneInEachFamily) {
     EXPECT_STREQ(text(255, 1), "Unknown Error Code.");
 }
 
-/// Programs loaded into a generator whose receptor 2 (workstation 3) has fluoroscopy.
+/// Programs loaded into a generator whose receptors 2 and 5 (workstations 3, 6) have fluoroscopy.
 class Programs : public PolledEngine {
   protected:
     void SetUp() override {
         generator.receptors[2][3] = 1;
+        generator.receptors[5][3] = 1;
+        generator.receptors[0][2] = 1; // tomography
         generator.hear = [](const std::string &written) { return written.rfind("EL", 0) != 0; };
         connect();
         engine.enableRefresh(false, false);
@@ -39,15 +42,25 @@ class Programs : public PolledEngine {
         link.written();
     }
 
-    /// The frames of a program that nobody waits for, ETX and sum left out.
-    Frames frames() {
-        EXPECT_TRUE(engine.transmitAPR(&program, false));
-        engine.cycle(40);
+    /// What went out, ETX and sum left out.
+    Frames written() {
         Frames frames = link.written();
         for (std::string &each : frames) {
             each.resize(each.size() - 2);
         }
         return frames;
+    }
+
+    /// The frames of a program that nobody waits for; those behind the line.
+    Frames frames() {
+        EXPECT_TRUE(engine.transmitAPR(&program, false));
+        engine.cycle(40);
+        return written();
+    }
+    Frames behind() {
+        Frames all = frames();
+        all.erase(all.begin());
+        return all;
     }
 
     /// Loads the program while a worker runs the engine.
@@ -77,13 +90,12 @@ TEST_F(Programs, TheLineCarriesRadiography) {
 }
 
 TEST_F(Programs, FluoroscopyFollowsWhereTheReceptorHasIt) {
-    program.setGeneratorWorkstation(3);
-    const auto behind = [this] {
-        Frames all = frames();
-        all.erase(all.begin());
-        return all;
-    };
-    EXPECT_EQ(behind(), (Frames{"FLF0", "FLA0", "FLO0", "FLC0"}));
+    program.setGeneratorWorkstation(0);
+    EXPECT_EQ(behind(), Frames{});
+    for (const int workstation : {6, 3}) {
+        program.setGeneratorWorkstation(workstation);
+        EXPECT_EQ(behind(), (Frames{"FLF0", "FLA0", "FLO0", "FLC0"}));
+    }
     program.setFluoroscopicMode(2);
     EXPECT_EQ(behind(), (Frames{"FLF2", "FLA0", "FLK070", "FLM020", "FLS150", "FLO0", "FLC0"}));
     program.setFluoroscopicABS(1);
@@ -98,54 +110,87 @@ TEST_F(Programs, FluoroscopyFollowsWhereTheReceptorHasIt) {
 }
 
 TEST_F(Programs, TheRoomFollowsByItsFeatures) {
-    program.setAPRCode(77);
+    program.setRoomRotationSelection(3);
+    program.setRoomAutoPosition(4);
     program.setTomoCutline(-5);
-    const auto rest = Tk::Features(Tk::FEATURE_AUTO_POSITIONER | Tk::FEATURE_ROTATION_SELECTION |
-                                   Tk::FEATURE_TOMOGRAPHY | Tk::FEATURE_APR_CODE);
-    engine.enableFeatures(rest);
-    EXPECT_EQ(frames(), (Frames{LINE, "FP0", "ATP000", "AI0077"}))
-        << "receptor 0 has no tomography";
-    generator.receptors[0][2] = 1;
-    connect();
-    program.setAPRCode(78);
-    engine.transmitAPR(&program, false);
-    EXPECT_EQ(engine.getGenParam(Tk::AI), 78) << "known at once";
-    engine.enableRefresh(false, true);
-    connect();
-    engine.enableRefresh(false, false);
-    engine.cycle(100);
-    link.written();
-    EXPECT_EQ(frames(), (Frames{LINE, "FP0", "ATP000", "ATA05", "ATC-05", "AI0078"}));
+    program.setAPRCode(77);
+    const std::pair<Tk::Features, Frames> features[] = {
+        {Tk::FEATURE_ROTATION_SELECTION, {"FP3"}},
+        {Tk::FEATURE_AUTO_POSITIONER, {"ATP004"}},
+        {Tk::FEATURE_TOMOGRAPHY, {"ATA05", "ATC-05"}},
+        {Tk::FEATURE_APR_CODE, {"AI0077"}}};
+    for (const auto &[feature, expected] : features) {
+        engine.clearFeatures();
+        engine.enableFeatures(feature);
+        EXPECT_EQ(behind(), expected);
+    }
+    engine.setGenParam(Tk::AI, 5);
+    EXPECT_TRUE(engine.transmitAPR(&program, false));
+    EXPECT_EQ(engine.getGenParam(Tk::AI), 77) << "known at once";
     engine.setGeneratorType(Tk::GENERATOR_BRN450);
-    EXPECT_EQ(frames(), Frames{LINE});
+    engine.cycle(40);
+    link.written();
+    EXPECT_EQ(behind(), Frames{});
 }
 
-TEST_F(Programs, ARefusedLineIsSentAgainInPieces) {
+TEST_F(Programs, EveryPartIsSentInOrderAndNamed) {
+    engine.enableFeatures(Tk::Features(0x7F));
+    for (const auto &[write, value] : {std::pair(&TkAPR::setGeneratorWorkstation, 3),
+                                       {&TkAPR::setGeneratorFocus, 1},
+                                       {&TkAPR::setRadiographicAECFields, 11},
+                                       {&TkAPR::setRadiographicFilm, 2},
+                                       {&TkAPR::setRadiographicDensity, -3},
+                                       {&TkAPR::setFluoroscopicMode, 2},
+                                       {&TkAPR::setFluoroscopicABSCurve, 4},
+                                       {&TkAPR::setFluoroscopicRadCurve, 5},
+                                       {&TkAPR::setRoomAutoPosition, 6},
+                                       {&TkAPR::setRoomRotationSelection, 7},
+                                       {&TkAPR::setTomoAngle, 8},
+                                       {&TkAPR::setAPRCode, 9}}) {
+        (program.*write)(value);
+    }
+    const Frames parts{"FLF2", "FLA0", "FLK070", "FLM020", "FLS150", "FLO4",
+                       "FLC5", "FP7",  "ATP006", "ATA08",  "ATC05",  "AI0009"};
+    const std::string labels = "Fluoro Mode,Fluoro ABS,Fluoro KV,Fluoro MA,Fluoro PPS,Fluoro ABS "
+                               "Curve,Fluoro RAD Curve,Rotation Selection,Auto Positioner,TOMO "
+                               "Angle,TOMO Cutline,APR Code,";
+    for (const Frames &kind : {Frames{"ET0", "     mA/ms Technique,"},
+                               {"ET1", "     mAs Technique,"},
+                               {"ET2", "     AEC Technique,"},
+                               {"ET2", "     AEC Fields,     AEC Film Screen,", "FI011", "FS100"},
+                               {"ET3", ""}}) {
+        const bool taken = kind.size() > 2; // the technique, but neither fields nor film screen
+        for (const char *each : {"SA", "WS", "ET", "FI", "FS", "FLF", "FLA", "FLK", "FLM", "FLS",
+                                 "FLO", "FLC", "FP", "ATP", "ATA", "ATC", "AI"}) {
+            generator.before[each] = taken && each == std::string("ET") ? "" : frame("ER046");
+        }
+        program.setRadiographicTechnique(kind[0][2] - '0');
+        EXPECT_FALSE(load());
+        Frames expected{"SA WS3 FO1 " + kind[0] + " FI011 FS002 FN-3 KV100 MA01000 MS04000", "WS3",
+                        kind[0]};
+        expected.insert(expected.end(), kind.begin() + 2, kind.end());
+        expected.insert(expected.end(), parts.begin(), parts.end());
+        EXPECT_EQ(written(), expected);
+        std::string details;
+        std::istringstream all("APR Message,     Work Station," + kind[1] + labels);
+        for (std::string label; std::getline(all, label, ',');) {
+            details += label + " - Mode inhibited.\n";
+        }
+        EXPECT_EQ(program.getErrorDetails(), details);
+    }
+}
+
+TEST_F(Programs, ThePartsOfOneFamilyAndTheOldestErrorOfEachKind) {
     program.setGeneratorWorkstation(3);
-    program.setRadiographicTechnique(2);
-    generator.before = {{"SA", frame("ER203") + frame("ER204") + frame("EL033") + frame("EL034")},
-                        {"FS", frame("ER255")},
-                        {"FLO", frame("ER002")}};
+    engine.setGeneratorType(Tk::GENERATOR_BRN450);
+    generator.before["SA"] = frame("ER230") + frame("ER204") + frame("EL002") + frame("EL034");
     EXPECT_FALSE(load());
-    EXPECT_EQ(program.getErrorDetails(), "APR Message - Generator kV limit.\n"
-                                         "APR Message - Warning Lithium Battery Voltage Low.\n"
-                                         "     AEC Film Screen - Unknown Error Code.\n"
-                                         "Fluoro ABS Curve - Unknown Error Code.\n");
+    EXPECT_EQ(program.getErrorDetails(), "APR Message - DAP Not Ready.\n"
+                                         "APR Message - Generator ZOR EEPROM checksum error.\n");
+    EXPECT_EQ(written().back(), "ET0");
     EXPECT_EQ(engine.getGenParam(Tk::ER), -999);
-
-    generator.before = {{"SA", frame("ER203")}, {"ET", frame("ER046")}};
-    EXPECT_FALSE(load());
-    EXPECT_EQ(program.getErrorDetails(), "APR Message - Generator kV limit.\n"
-                                         "     AEC Technique - Mode inhibited.\n");
-    Frames all = link.written();
-    EXPECT_EQ(std::count(all.begin(), all.end(), frame("FI010")), 1) << "not behind a refused AEC";
-
-    program.setRadiographicTechnique(3); // which has no name: its error counts for what follows
-    EXPECT_FALSE(load());
-    EXPECT_EQ(program.getErrorDetails(), "APR Message - Generator kV limit.\n"
-                                         "Fluoro Mode - Mode inhibited.\n");
-
-    generator.before = {};
+    EXPECT_EQ(engine.getGenParam(Tk::EL), -999);
+    generator.before.clear();
     EXPECT_TRUE(load());
     EXPECT_EQ(program.getErrorDetails(), "");
 }
