@@ -27,11 +27,12 @@ typedef void (*TkDebugSink)(const char *text, void *context);
 TKGEN_EXPORT void tkSetDebugSink(TkDebugSink sink, void *context);
 
 #if defined(_WIN32)
-/* As the system's header has it, which stays out of here with its macros. */
+/* As the system's header has it, with STRICT; it stays out of here with its macros. */
 typedef struct HWND__ *HWND;
 #else
 /* The handle of a message queue. A handle is never used twice: one that was destroyed stays
- * invalid, and every function takes an invalid or null handle without harm. */
+ * invalid, and every function takes an invalid or null handle without harm. A process that was
+ * forked has no part in the queues from before. */
 typedef struct TkWindow *HWND;
 
 /* One posted message. `wParam` says what happened, `lParam` carries a value. */
@@ -51,8 +52,8 @@ enum {
 TKGEN_EXPORT HWND tkCreateWindow(void);
 
 /* Ends a queue: its messages are dropped, and those that are posted later. A thread that waits in
- * tkGetMessage returns false; one that watches the descriptor is woken, and must not watch it any
- * more, since it is closed. */
+ * tkGetMessage returns false. Stop watching the descriptor before: it is closed, and its number may
+ * soon be another's. */
 TKGEN_EXPORT void tkDestroyWindow(HWND window);
 
 /* Takes the oldest message, waiting up to `milliseconds` for one; 0 doesn't wait. False when none

@@ -12,13 +12,13 @@ class TkGeneratorControl;
 /// Posts generator events as messages to a window, so that an application with a message loop hears
 /// of them on its own thread without a callback class. Every message has the number MESSAGE:
 ///
-///     wParam               lParam
-///     0                    0                        the link is lost
-///     1                    0                        it is back
-///     Tk::ER, Tk::EL       0                        an error waits in getError, getLatchedError
-///     any other number     the value                a parameter of Tk::TextCommands, as
-///     getGenParam
-///                                                   gave it when the message was posted
+///     wParam              lParam
+///     0                   0            the link is lost
+///     1                   0            it is back
+///     Tk::ER, Tk::EL      0            an error waits in getError, getLatchedError
+///     any other number    the value    a parameter of Tk::TextCommands
+///
+/// The value is what getGenParam gave when the message was posted.
 ///
 /// A post never waits. A message to a closed window or a full queue is lost; the parameter can
 /// still be read, and its next change is posted again. The meter's status, patient size, remote
@@ -26,8 +26,9 @@ class TkGeneratorControl;
 /// as "TB", also when "TU" told of it.
 ///
 /// The object registers itself with the one event manager of the process: it hears of the events of
-/// all engines, and reads the values of its own. The operations run on the engine's thread. A class
-/// derived from it removes the object in its own destructor.
+/// all engines, and reads the values of its own. The operations run on the engine's thread,
+/// lostComms also on the thread that drops the connection. A class derived from it removes the
+/// object in its own destructor.
 class TKGEN_EXPORT TkWindowsDispatcher : public TkGenDispatcher {
   public:
     static constexpr unsigned int MESSAGE = 65534; ///< of every message

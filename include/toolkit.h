@@ -14,11 +14,15 @@
  * prep is refused by the library: through this door nobody takes part in exposures. For that there
  * are the classes of tkgen.h.
  *
+ * "FS", the film screen, is 0, 1 or 2, and can't be asked for; only transmitAPR takes it as the wire
+ * has it, 1, 10 or 100.
+ *
  * While the library isn't open every function gives the result that is told with it, and does
  * nothing. initializeToolkit, enableEvents and closeToolkit are for one thread of the application.
  * The others may be called from any thread, but nobody may be inside any function when closeToolkit
  * is called, a waiting transmission least of all: end those first. No function may be called from
- * a signal handler, and none of the three from an operation of a dispatcher class. */
+ * a signal handler, or in a process that was forked while the library was open, and none of the
+ * three from an operation of a dispatcher class. */
 #ifndef TOOLKIT_H
 #define TOOLKIT_H
 
@@ -86,13 +90,15 @@ TKGEN_EXPORT bool initializeToolkit(TOOLKIT_DEVICE device);
  * stands still. */
 TKGEN_EXPORT void closeToolkit(void);
 
-/* From now on posts every change to a window; tkCreateWindow of tkplatform.h makes one where the
- * system has none. The window stays the application's, and may be closed at any time. Null posts
- * nothing. The first call counts: until closeToolkit a second one has no effect. */
+/* From now on posts changes to a window; tkCreateWindow of tkplatform.h makes one where the system
+ * has none. Preps aren't posted, nor are the meter's status, patient size, remote tomography, bolus
+ * chase and rotational angiography; a change of the tube is posted as "TB". The window stays the
+ * application's, and may be closed at any time. Null posts nothing. The first call counts: until closeToolkit a second one has no effect. */
 TKGEN_EXPORT void enableEvents(HWND window);
 
 /* Turns polling on or off; off at the start. On, the generator is asked for everything again and
- * again, and searched for when it was lost. Off, the values stay as they are. */
+ * again, and searched for when it was lost. Off, it is asked for nothing, and the values stay; what
+ * it tells by itself is still taken and posted, and a transmission can still find it lost. */
 TKGEN_EXPORT void enableRefresh(bool enable);
 
 /* Queues a command with a value, or with one of the requests above. With `wait` it blocks until the
@@ -116,7 +122,7 @@ TKGEN_EXPORT bool controllableParam(int command);
  * parameter, and when not open. */
 TKGEN_EXPORT int getGenParam(int command);
 
-/* Stores a value as if the generator had told it; nothing is sent or posted. False when there is
+/* Stores a value, as getGenParam is to give it; nothing is sent or posted. False when there is
  * no such parameter, and when not open. */
 TKGEN_EXPORT bool setGenParam(int command, int value);
 

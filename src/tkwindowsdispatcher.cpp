@@ -6,14 +6,12 @@
 TkWindowsDispatcher::TkWindowsDispatcher(TkGeneratorControl *pControl, HWND hWnd)
     : m_pControl(pControl), m_hWnd(hWnd) {
     if (pControl != nullptr) {
-        TkGeneratorControl::addDispatcher(this);
+        Tk::addDispatcher(this);
     }
 }
 
 TkWindowsDispatcher::~TkWindowsDispatcher() {
-    if (m_pControl != nullptr) {
-        TkGeneratorControl::removeDispatcher(this);
-    }
+    Tk::removeDispatcher(this); // also when an assignment has taken the control away
 }
 
 TkWindowsDispatcher::TkWindowsDispatcher(const TkWindowsDispatcher &other)

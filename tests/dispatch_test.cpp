@@ -253,7 +253,11 @@ TEST(Dispatch, DispatchersComeAndGoWhileEventsRun) {
     }
     EXPECT_TRUE(eventually([&] {
         auto passing = std::make_unique<Recorder>([&](const std::string &) { ++delivered; });
+        const int before = delivered;
         manager.addDispatcher(passing.get());
+        while (delivered == before) {
+            std::this_thread::yield();
+        }
         EXPECT_TRUE(manager.removeDispatcher(passing.get()));
         return delivered > 20;
     }));

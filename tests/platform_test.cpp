@@ -21,7 +21,9 @@ TEST(Window, MessagesComeInOrder) {
     const HWND window = tkCreateWindow();
     ASSERT_NE(window, nullptr);
     TkWindowMessage message{};
-    EXPECT_FALSE(tkGetMessage(window, &message, 0));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(tkGetMessage(window, &message, 20));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
     EXPECT_FALSE(isReadable(window));
     tkplatform::postMessage(window, 65534, 19286, 70);
     tkplatform::postMessage(window, 65534, 19777, -999);
@@ -96,12 +98,8 @@ TEST(Window, ADestroyedOneIsHarmless) {
     });
     posting.join();
     EXPECT_TRUE(eventually([&] { return taken == 1000; })); // from here on it waits
-    const int descriptor = ::dup(tkWindowFd(window));
     tkDestroyWindow(window);
     waiting.join();
-    pollfd watched{descriptor, POLLIN, 0};
-    EXPECT_EQ(::poll(&watched, 1, 0), 1) << "who watches is woken";
-    ::close(descriptor);
     tkDestroyWindow(window);
     const HWND next = tkCreateWindow();
     EXPECT_NE(next, window) << "a handle is given once";

@@ -46,6 +46,7 @@ class Flat(unittest.TestCase):
                     toolkit.enable_refresh(True)
                     self.assertEqual(self.await_message(window, "back"), 0)
                     self.assertTrue(toolkit.controllable("KV"))
+                    self.assertTrue(toolkit.displayable("FI") > toolkit.controllable("FI"))
                     self.assertTrue(toolkit.transmit("KV", 200))
                     self.assertEqual(self.await_message(window, "ER"), 0)
                     self.assertEqual(toolkit.error(), 203)

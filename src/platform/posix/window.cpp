@@ -70,7 +70,9 @@ class Window {
         m_bDestroyed = true;
         m_bMarked = false;
         m_Messages.clear();
-        eventfd_write(m_nDescriptor, 1); // stays, and so wakes all who watch
+        if (m_nOwner == ::getpid()) {        // a process that was forked has the same descriptor
+            eventfd_write(m_nDescriptor, 1); // stays, and so wakes all who wait
+        }
     }
 
     unsigned long lost() {
@@ -113,6 +115,7 @@ class Window {
     }
 
     const int m_nDescriptor;
+    const pid_t m_nOwner = ::getpid();
     std::mutex m_Mutex; // guards all below; a leaf
     std::deque<TkWindowMessage> m_Messages;
     unsigned long m_nLost = 0;
