@@ -1,12 +1,14 @@
-// Takes part in one exposure: accepts what somebody at the hand switch asks for, and prints what
-// was given.
+// Takes part in one exposure: accepts what somebody at the hand switch asks for within a minute,
+// and prints what was given.
 //
 //     exposure DEVICE
 
 #include <tkgen.h>
 
+#include <chrono>
 #include <cstdio>
 #include <future>
+#include <utility>
 
 namespace {
 
@@ -16,14 +18,16 @@ class Operator : public TkGenDispatcher {
   public:
     explicit Operator(TkGeneratorControl &generator) : m_Generator(generator) {}
 
-    /// Blocks until an exposure is over.
-    void wait() { m_Over.get_future().wait(); }
+    /// Blocks until an exposure is over, for a minute at the most. Whether one is.
+    bool wait() {
+        return m_Over.get_future().wait_for(std::chrono::minutes(1)) == std::future_status::ready;
+    }
 
   protected:
     void radiographic_Prep_Changed(void *value) override { answer(Tk::PR, "prep", value); }
     void radiographic_Exposure_Changed(void *value) override {
         const bool on = answer(Tk::XR, "exposure", value);
-        if (m_bExposing && !on) {
+        if (m_bExposing && !on && !std::exchange(m_bOver, true)) { // the first one counts
             m_Over.set_value();
         }
         m_bExposing = on;
@@ -42,6 +46,7 @@ class Operator : public TkGenDispatcher {
     TkGeneratorControl &m_Generator;
     std::promise<void> m_Over;
     bool m_bExposing = false;
+    bool m_bOver = false;
 };
 
 /// Asks for a value and prints it. Whether an answer came.
@@ -68,16 +73,12 @@ int main(int argc, char **argv) {
     Tk::addDispatcher(&console);
     generator.enableExposures(true); // without this every prep is refused
     generator.startControl();
-    bool answered = generator.transmitMsg(Tk::KV, 70, true);
-    if (answered) {
-        std::puts("ready");
-        std::fflush(stdout);
-        console.wait();
-        answered = show(generator, Tk::KV, "tube voltage in kV") &&
-                   show(generator, Tk::AP, "current-time product") &&
-                   show(generator, Tk::AT, "time");
-    }
+    bool done = generator.transmitMsg(Tk::KV, 70, true);
+    std::puts(done ? "ready" : "the generator doesn't answer");
+    std::fflush(stdout);
+    done = done && console.wait() && show(generator, Tk::KV, "tube voltage in kV") &&
+           show(generator, Tk::AP, "current-time product") && show(generator, Tk::AT, "time");
     generator.stopControl();
     Tk::removeDispatcher(&console);
-    return answered ? 0 : 1;
+    return done ? 0 : 1;
 }

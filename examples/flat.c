@@ -13,13 +13,16 @@ enum {
     PATIENCE = 10000 /* ms */
 };
 
-/* Shows what is posted, up to a message of this kind. Its value, or -1 when none came. */
+/* Shows what is posted, up to a message of this kind. Its value, or -1 when none came or the link
+ * is lost. */
 static long await(HWND window, unsigned long wanted) {
     TkWindowMessage message;
     while (tkGetMessage(window, &message, PATIENCE)) {
         if (message.wParam == TOOLKIT_LOST) {
             puts("connection lost");
-        } else if (message.wParam == TOOLKIT_BACK) {
+            return -1;
+        }
+        if (message.wParam == TOOLKIT_BACK) {
             puts("connected");
         } else if (message.wParam == KV) {
             printf("tube voltage %ld kV\n", message.lParam);

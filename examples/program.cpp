@@ -8,7 +8,8 @@
 #include <cstdlib>
 
 int main(int argc, char **argv) {
-    if (argc < 2 || argc > 3) {
+    const int kv = argc == 3 ? std::atoi(argv[2]) : 110; // 0 for what is no number
+    if (argc < 2 || argc > 3 || kv < 1 || kv > 999) {
         std::fprintf(stderr, "use: program DEVICE [KV]\n");
         return 2;
     }
@@ -24,7 +25,7 @@ int main(int argc, char **argv) {
     TkAPR chest;
     chest.setGeneratorWorkstation(1);
     chest.setRadiographicTechnique(0); // mA and ms
-    chest.setRadiographicKv(argc == 3 ? std::atoi(argv[2]) : 110);
+    chest.setRadiographicKv(kv);
     chest.setRadiographicMa(200);
     chest.setRadiographicMs(20);
     chest.setAPRCode(12);

@@ -1,4 +1,5 @@
-// Connects to a generator and prints what changes, until five values have changed.
+// Connects to a generator and prints what changes, until five values have changed or the link is
+// lost.
 //
 //     watch DEVICE
 
@@ -6,6 +7,7 @@
 
 #include <cstdio>
 #include <future>
+#include <utility>
 
 namespace {
 
@@ -14,12 +16,15 @@ class Display : public TkGenDispatcher {
   public:
     explicit Display(const TkGeneratorControl &generator) : m_Generator(generator) {}
 
-    /// Blocks until five values have changed.
-    void wait() { m_Seen.get_future().wait(); }
+    /// Blocks until five values have changed, or the link is lost. Whether they have.
+    bool wait() { return m_Seen.get_future().get(); }
 
   protected:
     void CommsReEstablished() override { std::puts("connected"); }
-    void lostComms() override { std::puts("connection lost"); }
+    void lostComms() override {
+        std::puts("connection lost"); // also when nobody answered from the start
+        end(false);
+    }
     void radiographic_Kv_Changed() override { show("tube voltage in kV", Tk::KV); }
     void radiographic_Ma_Changed() override { show("tube current", Tk::MA); }
     void radiographic_Ms_Changed() override { show("exposure time", Tk::MS); }
@@ -30,13 +35,19 @@ class Display : public TkGenDispatcher {
     void show(const char *name, Tk::TextCommands parameter) {
         std::printf("%s: %d\n", name, m_Generator.getGenParam(parameter));
         if (++m_nChanges == 5) {
-            m_Seen.set_value();
+            end(true);
+        }
+    }
+    void end(bool seen) {
+        if (!std::exchange(m_bEnded, true)) {
+            m_Seen.set_value(seen);
         }
     }
 
     const TkGeneratorControl &m_Generator;
-    std::promise<void> m_Seen;
+    std::promise<bool> m_Seen;
     int m_nChanges = 0;
+    bool m_bEnded = false;
 };
 
 } // namespace
@@ -56,8 +67,8 @@ int main(int argc, char **argv) {
     Tk::addDispatcher(&display);
     generator.startControl();
     generator.enableRefresh(true, false); // asks for everything, and connects by that
-    display.wait();
+    const bool seen = display.wait();
     generator.stopControl();
     Tk::removeDispatcher(&display);
-    return 0;
+    return seen ? 0 : 1;
 }

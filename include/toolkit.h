@@ -14,8 +14,8 @@
  * prep is refused by the library: through this door nobody takes part in exposures. For that there
  * are the classes of tkgen.h.
  *
- * "FS", the film screen, is 0, 1 or 2, and can't be asked for; only transmitAPR takes it as the wire
- * has it, 1, 10 or 100.
+ * "FS", the film screen, is 0, 1 or 2, and can't be asked for; only transmitAPR takes it as the
+ * wire has it, 1, 10 or 100.
  *
  * While the library isn't open every function gives the result that is told with it, and does
  * nothing. initializeToolkit, enableEvents and closeToolkit are for one thread of the application.
@@ -93,7 +93,8 @@ TKGEN_EXPORT void closeToolkit(void);
 /* From now on posts changes to a window; tkCreateWindow of tkplatform.h makes one where the system
  * has none. Preps aren't posted, nor are the meter's status, patient size, remote tomography, bolus
  * chase and rotational angiography; a change of the tube is posted as "TB". The window stays the
- * application's, and may be closed at any time. Null posts nothing. The first call counts: until closeToolkit a second one has no effect. */
+ * application's, and may be closed at any time. Null posts nothing. The first call counts: until
+ * closeToolkit a second one has no effect. */
 TKGEN_EXPORT void enableEvents(HWND window);
 
 /* Turns polling on or off; off at the start. On, the generator is asked for everything again and

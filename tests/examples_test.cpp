@@ -7,17 +7,15 @@ namespace {
 /// A simulated generator, and one example after the other on its line.
 class Examples : public testing::Test {
   protected:
-    Process start(const std::string &name, const std::string &argument = "") const {
-        std::vector<std::string> command{std::string(TKGEN_EXAMPLES_PATH) + "/" + name, device};
-        if (!argument.empty()) {
-            command.push_back(argument);
-        }
+    Process start(const std::string &name, const std::vector<std::string> &more = {}) const {
+        std::vector<std::string> command{TKGEN_EXAMPLES_PATH "/" + name, device};
+        command.insert(command.end(), more.begin(), more.end());
         return Process(command);
     }
 
     /// Runs an example to its end. What it printed, and its exit code.
-    std::string run(const std::string &name, const std::string &argument = "") const {
-        Process example = start(name, argument);
+    std::string run(const std::string &name, const std::vector<std::string> &more = {}) const {
+        Process example = start(name, more);
         std::string said;
         while (const auto line = example.readLine(Process::Limit(20000))) {
             said += *line + '\n';
@@ -51,7 +49,7 @@ TEST_F(Examples, Program) {
     EXPECT_EQ(run("program"), "loaded\n0");
     EXPECT_TRUE(generator.readUntil("< SA WS1 FO0 ET0 FI010 FS001 FN 0 KV110 MA00200 MS00020"));
     EXPECT_TRUE(generator.readUntil("< AI0012"));
-    EXPECT_EQ(run("program", "200"), "refused:\nAPR Message - Generator kV limit.\n1");
+    EXPECT_EQ(run("program", {"200"}), "refused:\nAPR Message - Generator kV limit.\n1");
 }
 
 TEST_F(Examples, Record) {
@@ -66,6 +64,13 @@ TEST_F(Examples, Flat) {
     const std::string said = run("flat");
     EXPECT_NE(said.find("connected\n"), std::string::npos) << said;
     EXPECT_NE(said.find("error 203\ntube voltage 150 kV, may be changed\n0"), std::string::npos);
+}
+
+TEST_F(Examples, EndWithoutAGenerator) {
+    generator.writeLine("silence on");
+    EXPECT_TRUE(generator.readUntil("silence on"));
+    EXPECT_EQ(run("watch"), "connection lost\n1");
+    EXPECT_EQ(run("flat"), "connection lost\n1");
     device = "/nonexistent";
     EXPECT_EQ(run("flat"), "1");
 }

@@ -86,18 +86,16 @@ class Window:
     def get(self, seconds: float = 0) -> Optional[Message]:
         """The oldest message, once one has come; None when none has in that time."""
         message = _WindowMessage()
-        milliseconds = max(0, min(int(seconds * 1000), 0xFFFFFFFF))
+        milliseconds = int(max(0, min(seconds * 1000, 0xFFFFFFFF)))
         if self._library.tkGetMessage(self.handle, ctypes.byref(message), milliseconds):
             return Message(message.message, message.wParam, message.lParam)
         return None
 
     def messages(self, seconds: float) -> Iterator[Message]:
-        """All messages that come in that time."""
+        """All messages that come in that time, or until the window is closed."""
         end = time.monotonic() + seconds
-        while (left := end - time.monotonic()) > 0:
-            message = self.get(left)
-            if message is not None:
-                yield message
+        while (left := end - time.monotonic()) > 0 and (message := self.get(left)) is not None:
+            yield message
 
     def fileno(self) -> int:
         """A descriptor that is readable while messages wait, for select and event loops."""
