@@ -16,11 +16,12 @@ class Examples : public testing::Test {
     /// Runs an example to its end. What it printed, and its exit code.
     std::string run(const std::string &name, const std::vector<std::string> &more = {}) const {
         Process example = start(name, more);
+        const auto code = example.wait(Process::Limit(20000));
         std::string said;
-        while (const auto line = example.readLine(Process::Limit(20000))) {
+        for (auto line = example.readLine(); code && line; line = example.readLine()) {
             said += *line + '\n';
         }
-        return said + std::to_string(example.wait().value_or(-1));
+        return said + std::to_string(code.value_or(-1));
     }
 
     Process generator{{TKGEN_SIM_PATH, "--trace", "--time-scale", "0.1"}};
