@@ -151,7 +151,7 @@ class TKGEN_EXPORT TkBinary_SCAEC_ChamberSetup : public TkBinaryInterface {
         unsigned short int dsaGain = 0;
     };
 
-    std::size_t currentFlag() const;
+    void turnToChannel();
     template <class Value>
     void set(Value Chamber::*field, Value value);
     const Chamber &current() const { return m_Chambers[currentFlag()]; }

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -68,12 +69,24 @@ class TKGEN_EXPORT TkBinaryInterface {
 
     void setForm(const Form &form);
 
-    bool isFlagSet(std::size_t flag = 0) const;
-    void setFlag(bool valid, std::size_t flag = 0);
+    // A flag that there isn't reads as cleared, and can't be set.
+    bool isFlagSet(std::size_t flag) const;
+    void setFlag(bool valid, std::size_t flag);
     void clearFlags();
 
-    /// The flag that stands for the instance in use. A record with several hides this.
-    std::size_t currentFlag() const { return 0; }
+    /// The flag that stands for the instance in use: the first, but for a record with several,
+    /// which turns to another.
+    std::size_t currentFlag() const { return m_nCurrent; }
+    void turnTo(std::size_t flag) { m_nCurrent = flag; }
+
+    /// The characters of a text in front of its end, and at most `most`.
+    static std::size_t lengthOf(const char *text, std::size_t most);
+
+    /// The start of a frame, with room for the rest: 01, code, length.
+    std::vector<unsigned char> head(int length) const;
+
+    /// What a record gives in place of a form that it hasn't: a sum of nothing.
+    std::vector<unsigned char> encodeNothing();
 
     // What the operations of every record do, by the one list of its fields, walk().
     template <class Record>
@@ -83,11 +96,15 @@ class TKGEN_EXPORT TkBinaryInterface {
     template <class Record>
     void copy(Record &record, const Record &other);
 
-  private:
+    /// Code, lengths and validity of another record of the same class.
     void copyState(const TkBinaryInterface &other);
 
+  private:
     const std::size_t m_nFlags;
-    const std::unique_ptr<std::atomic<bool>[]> m_pValidity; // read by threads that wait for a reply
+    // Read by threads that wait for a reply.
+    const std::unique_ptr<std::atomic<bool>[]> m_pValidity;
+    std::atomic<std::size_t> m_nCurrent{0};
+
     unsigned char m_nCommand = 0;
     int m_nReadLength = 0;
     int m_nWriteLength = 0;
@@ -122,49 +139,115 @@ class TKGEN_EXPORT TkBinaryInterface {
     Class &operator=(const Class &other);                                                          \
     TKGEN_RECORD(Class)
 
-/// A field that the application reads.
-#define TKGEN_READ_ONLY(Type, Name)                                                                \
+/// A field that is shown by an expression of its value `m_Name`.
+#define TKGEN_SHOWN_FIELD(Type, Name, Shown)                                                       \
   private:                                                                                         \
     Type m_##Name{};                                                                               \
     Type _rp_##Name(Type) {                                                                        \
-        return m_##Name;                                                                           \
+        return static_cast<Type>(Shown);                                                           \
     }                                                                                              \
                                                                                                    \
   public:                                                                                          \
+    static_assert(true, "takes the semicolon behind the macro")
+
+/// A field that the application reads.
+#define TKGEN_READ_ONLY(Type, Name) TKGEN_SHOWN_READ_ONLY(Type, Name, m_##Name)
+
+/// The same, shown by an expression.
+#define TKGEN_SHOWN_READ_ONLY(Type, Name, Shown)                                                   \
+    TKGEN_SHOWN_FIELD(Type, Name, Shown);                                                          \
     TkReadOnly<Record, Type, Type> Name {                                                          \
         this, &m_##Name, &Record::_rp_##Name                                                       \
     }
 
-/// A text of at most Size characters that the application reads; always terminated.
-#define TKGEN_READ_ONLY_TEXT(Name, Size)                                                           \
-  private:                                                                                         \
-    char m_a##Name[(Size) + 1] = {};                                                               \
-    char *m_p##Name = m_a##Name;                                                                   \
-    char *_rp_##Name(char *) {                                                                     \
-        return m_p##Name;                                                                          \
-    }                                                                                              \
-                                                                                                   \
-  public:                                                                                          \
-    TkReadOnly<Record, char *, char *> Name {                                                      \
-        this, &m_p##Name, &Record::_rp_##Name                                                      \
-    }
-
 /// A field that the application reads and writes. An assignment makes the record not valid.
 #define TKGEN_PROPERTY(Type, Name)                                                                 \
+    TKGEN_CONVERTED_PROPERTY(Type, Name, m_##Name, (setFlag(false, 0), value))
+
+/// The same, but an assignment leaves the record's validity as it is.
+#define TKGEN_QUIET_PROPERTY(Type, Name) TKGEN_CONVERTED_PROPERTY(Type, Name, m_##Name, value)
+
+/// A field that is shown by an expression of `m_Name`, and set to one of `value`.
+#define TKGEN_CONVERTED_PROPERTY(Type, Name, Shown, Stored)                                        \
+    TKGEN_SHOWN_FIELD(Type, Name, Shown);                                                          \
+                                                                                                   \
   private:                                                                                         \
-    Type m_##Name{};                                                                               \
-    Type _rp_##Name(Type) {                                                                        \
-        return m_##Name;                                                                           \
-    }                                                                                              \
     Type _wp_##Name(Type value) {                                                                  \
-        setFlag(false);                                                                            \
-        return m_##Name = value;                                                                   \
+        return m_##Name = static_cast<Type>(Stored);                                               \
     }                                                                                              \
                                                                                                    \
   public:                                                                                          \
     TkProperty<Record, Type, Type> Name {                                                          \
         this, &m_##Name, &Record::_rp_##Name, &Record::_wp_##Name                                  \
     }
+
+/// Size numbers, shown as a pointer to the record's own.
+#define TKGEN_SHOWN_ARRAY(Type, Name, Size)                                                        \
+  private:                                                                                         \
+    Type m_a##Name[Size] = {};                                                                     \
+    Type *m_p##Name = m_a##Name;                                                                   \
+    Type *_rp_##Name(Type *) {                                                                     \
+        return m_p##Name;                                                                          \
+    }                                                                                              \
+                                                                                                   \
+  public:                                                                                          \
+    static_assert(true, "takes the semicolon behind the macro")
+
+/// A text of at most Size characters that the application reads; always terminated.
+#define TKGEN_READ_ONLY_TEXT(Name, Size)                                                           \
+    TKGEN_SHOWN_ARRAY(char, Name, (Size) + 1);                                                     \
+    TkReadOnly<Record, char *, char *> Name {                                                      \
+        this, &m_p##Name, &Record::_rp_##Name                                                      \
+    }
+
+/// A table of Size numbers: the application reads and writes them through the pointer. To assign
+/// a pointer copies Size numbers from there, and nothing if it is null. The record's validity stays
+/// as it is.
+#define TKGEN_ARRAY_PROPERTY(Type, Name, Size)                                                     \
+    TKGEN_SHOWN_ARRAY(Type, Name, Size);                                                           \
+    TKGEN_ARRAY_ASSIGNMENT(Type, Name, Size)
+
+/// A text of Size characters. To assign one copies it up to its end, and leaves the characters
+/// behind as they are; all is shown, and sent, up to Size.
+#define TKGEN_TEXT_PROPERTY(Name, Size)                                                            \
+    TKGEN_SHOWN_ARRAY(char, Name, (Size) + 1);                                                     \
+    TKGEN_ARRAY_ASSIGNMENT(char, Name, lengthOf(value, Size))
+
+#define TKGEN_ARRAY_ASSIGNMENT(Type, Name, Count)                                                  \
+  private:                                                                                         \
+    Type *_wp_##Name(Type *value) {                                                                \
+        if (value != nullptr) {                                                                    \
+            std::memmove(m_p##Name, value, (Count) * sizeof(Type));                                \
+        }                                                                                          \
+        return m_p##Name;                                                                          \
+    }                                                                                              \
+                                                                                                   \
+  public:                                                                                          \
+    TkProperty<Record, Type *, Type *> Name {                                                      \
+        this, &m_p##Name, &Record::_rp_##Name, &Record::_wp_##Name                                 \
+    }
+
+/// A table of rows, behind `getName(row, index)` and `setName(row, index, value)`. A get outside
+/// the table gives 0, a set outside it does nothing; neither touches the record's validity.
+#define TKGEN_CURVES(Type, Name, Rows, Size) TKGEN_ROWS(Type, Name, Rows, Size, unsigned char, row)
+
+/// The same with two rows: row 0 is the first, and every other number the second.
+#define TKGEN_LIMITS(Type, Name, Size) TKGEN_ROWS(Type, Name, 2, Size, int, row == 0 ? 0 : 1)
+
+#define TKGEN_ROWS(Type, Name, Rows, Size, RowType, Row)                                           \
+  private:                                                                                         \
+    Type m_a##Name[Rows][Size] = {};                                                               \
+                                                                                                   \
+  public:                                                                                          \
+    Type get##Name(RowType row, unsigned char index) const {                                       \
+        return (Row) < (Rows) && index < (Size) ? m_a##Name[Row][index] : static_cast<Type>(0);    \
+    }                                                                                              \
+    void set##Name(RowType row, unsigned char index, Type value) {                                 \
+        if ((Row) < (Rows) && index < (Size)) {                                                    \
+            m_a##Name[Row][index] = value;                                                         \
+        }                                                                                          \
+    }                                                                                              \
+    static_assert(true, "takes the semicolon behind the macro")
 
 // NOLINTEND(bugprone-macro-parentheses)
 

@@ -59,7 +59,8 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     /// Queues a frame that reads a record of the application's (mode 998) or writes it (999), as
     /// transmitMsg does. False, and nothing queued, while another record is awaited, the engine's
     /// own among them: it reads them until it is connected, and the table's position all the time,
-    /// so try again. False also without a record or memory.
+    /// so try again. False also without a record or memory, and for what a record hasn't: the error
+    /// log can't be written, the bypass not be read.
     ///
     /// The record mustn't be touched nor destroyed while it is awaited: until the reply, by which
     /// isValid() becomes true, an ACK, or the loss of the link. That another record is accepted,

@@ -1,7 +1,9 @@
 #include "tkbinaryinterface.h"
 
 #include "tk.h"
+#include "tkrecordwalk.h"
 
+#include <algorithm>
 #include <numeric>
 
 TkBinaryInterface::TkBinaryInterface(std::size_t flags)
@@ -40,10 +42,29 @@ void TkBinaryInterface::clearFlags() {
     }
 }
 
+std::size_t TkBinaryInterface::lengthOf(const char *text, std::size_t most) {
+    return static_cast<std::size_t>(std::find(text, text + most, '\0') - text);
+}
+
+std::vector<unsigned char> TkBinaryInterface::head(int length) const {
+    std::vector<unsigned char> frame;
+    frame.reserve(tkrecord::HEAD + static_cast<std::size_t>(length) + tkrecord::UNCOUNTED);
+    for (const int byte : {int{tkrecord::START}, int{m_nCommand}, length >> CHAR_BIT, length}) {
+        frame.push_back(static_cast<unsigned char>(byte & 0xFF));
+    }
+    return frame;
+}
+
+std::vector<unsigned char> TkBinaryInterface::encodeNothing() {
+    setFlag(false, currentFlag());
+    return {0};
+}
+
 void TkBinaryInterface::copyState(const TkBinaryInterface &other) {
     m_nCommand = other.m_nCommand;
     m_nReadLength = other.m_nReadLength;
     m_nWriteLength = other.m_nWriteLength;
+    turnTo(other.currentFlag());
     for (std::size_t i = 0; i < m_nFlags; ++i) {
         setFlag(other.isFlagSet(i), i);
     }

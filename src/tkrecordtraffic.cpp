@@ -1,5 +1,6 @@
 #include "tkrecordtraffic.h"
 
+#include "tkrecordwalk.h"
 #include "tktimedwait.h"
 
 #include <algorithm>
@@ -36,6 +37,9 @@ std::vector<unsigned char> TkRecordTraffic::begin(TkBinaryInterface &record, int
         return {};
     }
     std::vector<unsigned char> frame = record.generateCommand(mode);
+    if (frame.front() != tkrecord::START) {
+        return {}; // the record hasn't this form
+    }
     m_pAwaitedRecord = &record;
     m_pWait = wait;
     return frame;

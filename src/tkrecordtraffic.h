@@ -27,7 +27,8 @@ class TkRecordTraffic {
         bool released = false;      // none will come
     };
 
-    /// Awaits a record and gives the frame for it; an empty one when another record is awaited.
+    /// Awaits a record and gives the frame for it; an empty one when another record is awaited, or
+    /// this one can't be read, or written.
     /// `wait`, if any, stays until await() has returned.
     std::vector<unsigned char> begin(TkBinaryInterface &record, int mode, Wait *wait);
 

@@ -22,8 +22,12 @@
 ///     index(field)          a field that selects the instance: in a request too
 ///     index(field, end)     the same, and a reply must name one below `end`
 ///     answered(field, end)  the same, but not in a request
-///     fields(a, b, ...)     numbers, big-endian, as wide as their type
-///     lowByte(field)        a wide field of which the wire carries the low byte alone
+///     fields(a, b, ...)     numbers, big-endian, as wide as their type; a table of them row by row
+///     lowByte(a, b, ...)    wide fields of which the wire carries the low byte alone
+///     lowWord(a, b, ...)    the same with the low 16 bits
+///     told(field)           a field that a reply has, and a write hasn't
+///     counter(field)        the same of 24 bits, behind a byte without a meaning
+///     widened(table)        bytes, each behind a zero byte in a write
 ///     text(chars, size)     characters, as many as there are
 ///     reserved(n)           bytes without a meaning, zero in a write
 ///     trailer(n)            the same at the end of a write; a reply has none
@@ -35,8 +39,15 @@ constexpr int WRITE = 999;
 constexpr unsigned char START = 0x01;
 constexpr std::size_t HEAD = 4; // start, code, two bytes of length
 
-/// Room for most records, so that a frame takes one allocation.
+/// The most bytes that a frame has beyond what its length field says, so that it takes one
+/// allocation.
+constexpr std::size_t UNCOUNTED = 80;
+
+/// Room for the data of a record that is copied.
 constexpr std::size_t USUAL_SIZE = 128;
+
+/// What a counter's first byte says counts for nothing.
+constexpr unsigned int COUNTER_MASK = 0xFFFFFF;
 
 /// What a walk over the fields can make.
 enum class Kind { request, write, reply };
@@ -44,6 +55,25 @@ enum class Kind { request, write, reply };
 /// The length that a frame's head tells.
 inline std::size_t lengthOf(const std::vector<unsigned char> &frame) {
     return static_cast<std::size_t>(frame[2]) << CHAR_BIT | frame[3];
+}
+
+/// Any mode but that of a read writes.
+inline Kind kindOf(int mode) {
+    return mode == READ ? Kind::request : Kind::write;
+}
+
+struct Data {
+    const unsigned char *first = nullptr;
+    std::size_t size = 0;
+};
+
+/// What a frame of the generator's carries. The last byte is the sum, and never data, whatever the
+/// length says.
+inline Data dataOf(const std::vector<unsigned char> &frame) {
+    if (frame.size() <= HEAD) {
+        return {};
+    }
+    return {frame.data() + HEAD, std::min(lengthOf(frame), frame.size() - HEAD - 1)};
 }
 
 /// Appends a request for a record, or its fields, to a frame.
@@ -62,13 +92,39 @@ class Writer {
     void index(unsigned char field, unsigned char /*end*/ = 0) { put(field); }
     void answered(unsigned char field, unsigned char /*end*/) { fields(field); }
 
-    template <class... Numbers>
-    void fields(Numbers... numbers) {
+    template <class... Fields>
+    void fields(const Fields &...all) {
         if (m_Kind != Kind::request) {
-            (number(numbers), ...);
+            (number(all), ...);
         }
     }
-    void lowByte(unsigned short int field) { fields(static_cast<unsigned char>(field & 0xFF)); }
+    template <class... Numbers>
+    void lowByte(Numbers... numbers) {
+        fields(static_cast<unsigned char>(numbers & 0xFF)...);
+    }
+    template <class... Numbers>
+    void lowWord(Numbers... numbers) {
+        fields(static_cast<unsigned short int>(numbers & 0xFFFF)...);
+    }
+    void told(unsigned char field) {
+        if (m_Kind == Kind::reply) {
+            number(field);
+        }
+    }
+    void counter(unsigned int field) {
+        if (m_Kind == Kind::reply) {
+            number(field & COUNTER_MASK);
+        }
+    }
+    template <std::size_t rows, std::size_t size>
+    void widened(const unsigned char (&table)[rows][size]) {
+        for (const auto &row : table) {
+            for (const unsigned char byte : row) {
+                reserved(m_Kind == Kind::write ? 1 : 0);
+                fields(byte);
+            }
+        }
+    }
     void text(const char *chars, std::size_t size) {
         if (m_Kind != Kind::request) {
             m_Frame.insert(m_Frame.end(), chars, chars + size);
@@ -88,8 +144,15 @@ class Writer {
   private:
     void put(unsigned char byte) { m_Frame.push_back(byte); }
 
+    template <class Field, std::size_t size>
+    void number(const Field (&table)[size]) {
+        for (const Field &each : table) {
+            number(each);
+        }
+    }
+
     template <class Number>
-    void number(Number value) {
+    void number(const Number &value) {
         const auto bits = static_cast<std::make_unsigned_t<Number>>(value);
         for (std::size_t i = sizeof value; i-- > 0;) {
             put(static_cast<unsigned char>(bits >> (CHAR_BIT * i) & 0xFF));
@@ -106,9 +169,9 @@ class Writer {
 class Reader {
   public:
     /// `copying` takes any index: the application may have set one that no reply brings.
-    Reader(const unsigned char *data, std::size_t size, int revision, bool copying = false)
-        : m_pNext(data), m_nLeft(size), m_bAccepted(size > 0), m_nRevision(revision),
-          m_bCopying(copying) {}
+    Reader(Data data, int revision, bool copying = false)
+        : m_pNext(data.first), m_nLeft(data.size), m_bAccepted(data.size > 0),
+          m_nRevision(revision), m_bCopying(copying) {}
 
     /// Whether there was anything for this record.
     bool accepted() const { return m_bAccepted; }
@@ -126,16 +189,26 @@ class Reader {
         number(field);
     }
 
-    template <class... Numbers>
-    void fields(Numbers &...numbers) {
-        (number(numbers), ...);
+    template <class... Fields>
+    void fields(Fields &...all) {
+        (number(all), ...);
     }
-    void lowByte(unsigned short int &field) {
-        unsigned char byte = 0;
-        if (m_nLeft > 0) {
-            number(byte);
-            field = byte;
-        }
+    template <class... Numbers>
+    void lowByte(Numbers &...numbers) {
+        (carried<unsigned char>(numbers), ...);
+    }
+    template <class... Numbers>
+    void lowWord(Numbers &...numbers) {
+        (carried<unsigned short int>(numbers), ...);
+    }
+    void told(unsigned char &field) { number(field); }
+    void counter(unsigned int &field) {
+        number(field);
+        field &= COUNTER_MASK;
+    }
+    template <std::size_t rows, std::size_t size>
+    void widened(unsigned char (&table)[rows][size]) {
+        number(table);
     }
     void text(char *chars, std::size_t size) {
         const std::size_t count = std::min(size, m_nLeft);
@@ -150,6 +223,25 @@ class Reader {
     void trailer(std::size_t /*count*/) {}
 
   private:
+    template <class Field, std::size_t size>
+    void number(Field (&table)[size]) {
+        for (Field &each : table) {
+            number(each);
+        }
+    }
+
+    /// Takes a number that is narrower on the wire.
+    template <class Wire, class Number>
+    void carried(Number &field) {
+        auto wire = static_cast<Wire>(field);
+        if (m_nLeft >= sizeof wire) {
+            number(wire);
+            field = wire;
+        } else {
+            m_nLeft = 0;
+        }
+    }
+
     template <class Number>
     void number(Number &field) {
         if (m_nLeft < sizeof field) {
@@ -178,38 +270,26 @@ class Reader {
 template <class Record>
 std::vector<unsigned char> TkBinaryInterface::encode(Record &record, int mode) {
     const int formed = revision(); // one for the whole frame: the worker may hear another meanwhile
-    setFlag(false, record.currentFlag());
+    setFlag(false, currentFlag());
     setForm(Record::form(formed));
-    const tkrecord::Kind kind =
-        mode == tkrecord::READ ? tkrecord::Kind::request : tkrecord::Kind::write;
-    const int length = kind == tkrecord::Kind::request ? m_nReadLength : m_nWriteLength;
-    std::vector<unsigned char> frame;
-    frame.reserve(tkrecord::USUAL_SIZE);
-    frame.insert(frame.end(), {tkrecord::START, m_nCommand,
-                               static_cast<unsigned char>(length >> CHAR_BIT & 0xFF),
-                               static_cast<unsigned char>(length & 0xFF)});
+    const tkrecord::Kind kind = tkrecord::kindOf(mode);
+    std::vector<unsigned char> frame =
+        head(kind == tkrecord::Kind::request ? m_nReadLength : m_nWriteLength);
     tkrecord::Writer writer(frame, kind, formed);
     record.walk(writer);
     frame.push_back(calculateCheckSum(&frame));
     return frame;
 }
 
-/// The last byte is the sum, and never data, whatever the length says.
 template <class Record>
 bool TkBinaryInterface::decode(Record &record, const std::vector<unsigned char> *frame) {
     if (frame == nullptr) {
         return false;
     }
-    const unsigned char *data = nullptr;
-    std::size_t size = 0;
-    if (frame->size() > tkrecord::HEAD) {
-        data = frame->data() + tkrecord::HEAD;
-        size = std::min(tkrecord::lengthOf(*frame), frame->size() - tkrecord::HEAD - 1);
-    }
-    tkrecord::Reader reader(data, size, revision());
+    tkrecord::Reader reader(tkrecord::dataOf(*frame), revision());
     record.walk(reader);
     if (reader.accepted()) {
-        setFlag(true, record.currentFlag());
+        setFlag(true, currentFlag());
     }
     return true;
 }
@@ -224,7 +304,7 @@ void TkBinaryInterface::copy(Record &record, const Record &other) {
     data.reserve(tkrecord::USUAL_SIZE);
     tkrecord::Writer writer(data, tkrecord::Kind::reply, INT_MAX);
     const_cast<Record &>(other).walk(writer); // a writer changes nothing
-    tkrecord::Reader reader(data.data(), data.size(), INT_MAX, true);
+    tkrecord::Reader reader({data.data(), data.size()}, INT_MAX, true);
     record.walk(reader);
     copyState(other);
 }
@@ -257,8 +337,8 @@ void TkBinaryInterface::copy(Record &record, const Record &other) {
 
 /// Those of a record whose frames follow it too.
 #define TKGEN_RECORD_OPERATIONS(Class)                                                             \
-    std::vector<unsigned char> Class::generateCommand(int mode) {                                  \
-        return encode(*this, mode);                                                                \
+    std::vector<unsigned char> Class::generateCommand(int requested) {                             \
+        return encode(*this, requested);                                                           \
     }                                                                                              \
     TKGEN_RECORD_RECEPTION(Class)
 

@@ -1,14 +1,21 @@
 #include "support/engine.h"
 #include "tkbinary_aec.h"
+#include "tkbinary_custom.h"
 #include "tkbinary_dorvatable.h"
+#include "tkbinary_fluoro.h"
 #include "tkbinary_receptors.h"
+#include "tkbinary_system.h"
+#include "tkbinary_tubedata.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
+#include <functional>
+#include <map>
 #include <numeric>
+#include <sstream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace {
@@ -16,10 +23,14 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using Values = std::vector<long>;
 
-/// Data of a reply, more than any record has if not told how many, no two alike, after an index.
-Bytes data(int index, std::size_t count = 64) {
-    Bytes all(64, static_cast<unsigned char>(index));
-    std::iota(all.rbegin(), all.rend() - 1, static_cast<unsigned char>(0xB0));
+constexpr std::size_t MORE = 640; // data than any record has
+
+/// Data of a reply after an index, in which a number at a wrong place shows.
+Bytes data(int index, std::size_t count = MORE, int seed = 0xEF) {
+    Bytes all{static_cast<unsigned char>(index)};
+    for (int i = 1; i < static_cast<int>(MORE); ++i) {
+        all.push_back(static_cast<unsigned char>(seed - i - i / 0x100 * 0x35));
+    }
     all.resize(count);
     return all;
 }
@@ -32,7 +43,9 @@ struct Open : Record {
 
     /// Takes a reply whose length says a few bytes more than there are.
     bool receive(const Bytes &data, std::size_t more = 0) {
-        Bytes reply{1, 0x42, 0, static_cast<unsigned char>(data.size() + more)};
+        const std::size_t length = data.size() + more;
+        Bytes reply{1, 0x42, static_cast<unsigned char>(length >> 8),
+                    static_cast<unsigned char>(length & 0xFF)};
         reply.reserve(data.size() + 5); // no byte more: a read past the end would show
         reply.insert(reply.end(), data.begin(), data.end());
         reply.push_back(0x5A); // the sum, which nobody tests
@@ -40,15 +53,73 @@ struct Open : Record {
     }
 };
 
-/// A record with its properties in the order of the wire; those that a form doesn't carry last.
+// --- Fields as the application has them ----------------------------------------------------------
+
+/// A field, or one number of a table.
+struct Field {
+    std::function<long()> get;
+    std::function<void(long)> set; // none in one that is shown only
+    bool ofTable = false;
+};
+using FieldList = std::vector<Field>;
+
+FieldList of(const FieldList &table) {
+    return table;
+}
+template <class Owner, class Value>
+FieldList of(TkReadOnly<Owner, Value, Value> &field) {
+    return {{[&] { return static_cast<long>(static_cast<Value>(field)); }, nullptr}};
+}
+template <class Owner, class Value>
+FieldList of(TkProperty<Owner, Value, Value> &field) {
+    return {{[&] { return static_cast<long>(static_cast<Value>(field)); },
+             [&](long value) { field = static_cast<Value>(value); }}};
+}
+template <class Owner, class Value>
+FieldList array(TkProperty<Owner, Value *, Value *> &table, int size) {
+    FieldList fields;
+    for (int i = 0; i < size; ++i) {
+        fields.push_back({[&table, i] { return static_cast<long>(table[i]); },
+                          [&table, i](long value) { table[i] = static_cast<Value>(value); }, true});
+    }
+    return fields;
+}
+template <class Record, class Get, class Set>
+FieldList rows(Record *record, Get get, Set set, int count, int size) {
+    FieldList fields;
+    for (int i = 0; i < count * size; ++i) {
+        const auto row = static_cast<unsigned char>(i / size);
+        const auto index = static_cast<unsigned char>(i % size);
+        using Value = decltype((record->*get)(row, index));
+        fields.push_back({[=] { return static_cast<long>((record->*get)(row, index)); },
+                          [=](long v) { (record->*set)(row, index, static_cast<Value>(v)); },
+                          true});
+    }
+    return fields;
+}
+template <class... Parts>
+FieldList join(Parts &&...parts) {
+    FieldList all;
+    const auto append = [&](const FieldList &more) {
+        all.insert(all.end(), more.begin(), more.end());
+    };
+    (append(of(parts)), ...);
+    return all;
+}
+
+/// A record with its fields in the order of the wire; those that a form doesn't carry last.
 #define RECORD(Name, Class, ...)                                                                   \
     struct Name : Open<Class> {                                                                    \
-        auto fields() { return std::tie(__VA_ARGS__); }                                            \
+        FieldList fields() { return join(__VA_ARGS__); }                                           \
         Values shown() {                                                                           \
-            const auto values = [](auto &...all) { return Values{static_cast<long>(all)...}; };    \
-            return std::apply(values, fields());                                                   \
+            Values values;                                                                         \
+            for (const Field &field : fields()) {                                                  \
+                values.push_back(field.get());                                                     \
+            }                                                                                      \
+            return values;                                                                         \
         }                                                                                          \
     }
+#define ROWS(Name, Count, Size) rows<Open>(this, &Open::get##Name, &Open::set##Name, Count, Size)
 RECORD(Receptors, TkBinary_Receptors, Receptor, Tube, Tomo, Fluoro, Serial, AECChannel, Interface,
        FluoroHang, RadHang, LastImageHold, Memory, TomoBackupTime, AutoFocus, AECBackupMODE,
        AECBackupMAS, AECBackupMS, Kv, Ma, Ms, Technique, Focus, Density, Filmscreen, Fields,
@@ -67,90 +138,284 @@ RECORD(Digital, TkBinary_AECDigital, digitalRadCurve, kv_50_Point, kv_55_Point, 
 RECORD(Density, TkBinary_AECDensity, density_neg_8, density_neg_7, density_neg_6, density_neg_5,
        density_neg_4, density_neg_3, density_neg_2, density_neg_1, density_pos_1, density_pos_2,
        density_pos_3, density_pos_4, density_pos_5, density_pos_6, density_pos_7, density_pos_8);
+RECORD(Tube, TkBinary_TubeData, TubeNumber, Revision, Angle, SpeedLimit, Speed, Frequency,
+       array(Name, 15), array(HeatUnitRange, 30), array(HeatUnitSlope, 10),
+       array(SF_MinKV_Limits, 21), array(LF_MinKV_Limits, 21), SF_LS_KW_Rating,
+       array(SF_LS_KW_Limit, 36), LF_LS_KW_Rating, array(LF_LS_KW_Limit, 36), SF_HS_KW_Rating,
+       array(SF_HS_KW_Limit, 36), LF_HS_KW_Rating, array(LF_HS_KW_Limit, 36), BoostTime,
+       StabalizeTime, SF_Standby_Limit, SF_Standby, LF_Standby_Limit, LF_Standby,
+       SF_FilamentMax_Limit, SF_FilamentMax, LF_FilamentMax_Limit, LF_FilamentMax, BoostMultiplier,
+       SF_MaxMa_Limit, SF_MaxMa, KvMax, AnodeWarning, AnodeLimit, AnodeOverride, KvMax_Limit,
+       MF_Enable, array(MF_MinKV_Limits, 21), MF_LS_KW_Rating, array(MF_LS_KW_Limit, 36),
+       MF_HS_KW_Rating, array(MF_HS_KW_Limit, 36), MF_Standby_Limit, MF_Standby,
+       MF_FilamentMax_Limit, MF_FilamentMax, MF_MaxMa_Limit, MF_MaxMa);
+RECORD(FluoroSetup, TkBinary_FluoroSetup, MinFluoroKv, IIModes, FRKvLimit, FRKvTrans, ABSDose1,
+       ABSDose2, ABSDose3, ABSDose4, ABSDose5, ABSDose6, ManDose1, ManDose2, ManDose3, ManDose4,
+       ManDose5, ManDose6, LoopGain, NominalDose, DoseLevel1, DoseLevel2, Auto_MAKV_CurveLimit,
+       Auto_MAKV_Curve, ABS_Channel, ABS_Default, HLF, HLFDefault, HLF_ABSRange,
+       HLF_MAKV_CurveLimit, HLF_MAKV_Curve, HLF_ABSDefault, FL_TimerMode, HLF_MALimit, PF_On, PF_Ma,
+       PF_Ms, PF_Default, ABS_Signal_Gain, PF_ABS_Signal_Gain, PF_3PPS_Dose_Limit,
+       PF_7PPS_Dose_Limit, PF_15PPS_Dose_Limit, PF_30PPS_Dose_Limit, PF_Spot_Ma, PF_Spot_MSec,
+       Camera_Type, HLF_5Dose_Limit, HLF_10Dose_Limit, HLF_15Dose_Limit, HLF_20Dose_Limit,
+       PF_PPS_Default);
+RECORD(General, TkBinary_GeneralFluoro, fluoroTimerMode, minFluoroKv, maxFluoroKv, IIModes,
+       fluoroABS, fluoroABS_Default, fluoroRad_kV_Default, HLF_Select, PF_Select);
+RECORD(FluoroRad, TkBinary_FluoroRad, kv_curve1, kv_curve2, kv_curve3, ROWS(CurveData, 3, 18));
+RECORD(Continuous, TkBinary_ContinuousFluoro, abs_level0, abs_level1, abs_level2, abs_level3,
+       abs_gain, abs_deadband, abs_delay, abs_initialkV, signal_gain, abs_curve_default, abs_curve1,
+       abs_curve2, abs_curve3, ROWS(CurveData, 3, 10), ROWS(ManualLimitData, 2, 10),
+       ROWS(ABSLimitData, 2, 10), mag1_ma_multipler, mag2_ma_multipler, mag3_ma_multipler);
+RECORD(HighLevel, TkBinary_HighLevelFluoro, mode, ma_factor, abs_level0, abs_level1, abs_level2,
+       abs_level3, ROWS(LimitData, 2, 10), mag1_ma_multipler, mag2_ma_multipler, mag3_ma_multipler);
+RECORD(Pulse, TkBinary_PulseFluoro, mode, pf_default, pps_default, default_ma, default_ms,
+       abs_curve_def, sync_freq, abs_level0, abs_level1, abs_level2, abs_level3, abs_gain,
+       abs_deadband, abs_delay, abs_initialkV, signal_gain, integration, abs_curve1, abs_curve2,
+       abs_curve3, ROWS(MaCurveData, 3, 10), ROWS(MsCurveData, 3, 10), ROWS(MaLimitData, 2, 10),
+       ROWS(MsLimitData, 2, 10), abs_comp_1pps, abs_comp_3pps, abs_comp_7pps, abs_comp_15pps,
+       abs_comp_30pps, mag1_ms_multipler, mag2_ms_multipler, mag3_ms_multipler);
+RECORD(HighLevelPulse, TkBinary_HLF_PulseFluoro, mode, ma_factor, ms_factor, abs_level0, abs_level1,
+       abs_level2, abs_level3, ROWS(MaLimitData, 2, 10), ROWS(MsLimitData, 2, 10),
+       mag1_ms_multipler, mag2_ms_multipler, mag3_ms_multipler);
+RECORD(DateTime, TkBinary_DateTime, Year, Month, Day, Hour, Min, Sec);
+RECORD(Log, TkBinary_ErrorLog, TotalErrors, ErrorNum, ErrorCode, Year, Month, Day, Hour, Min, RadKV,
+       RadMA, RadMAS, RadTime, Density, Receptor, Technique, Focus, Filmscreen, Fields, FluoroKV,
+       FluoroMA);
+RECORD(Statistics, TkBinary_Statistics, Tube1Exposures, Tube2Exposures, FluoroHours,
+       GeneratorExposures);
+RECORD(Limits, TkBinary_GenLimits, Max_KW_Limit, Max_KW, Max_MA_Limit, Max_MA, Min_MA_Limit, Min_MA,
+       Max_MAS_Limit, Max_MAS);
+RECORD(GenType, TkBinary_GenType, Type, Reserved1, Reserved2);
+RECORD(InOut, TkBinary_IOConfig, WorkStation, State, Out1, Out2, Out3, In1, In2, In3);
+RECORD(Meter, TkBinary_DAPConfig, Enabled, Mode, Calibration1, Calibration2, TypeLimit1, Type1,
+       TypeLimit2, Type2, Test1, Test2, AccumAlarm, RateAlarm, Printer, RateDisplay);
+RECORD(Bypass, TkBinary_Bypass, Enable);
+
+// --- The wire ------------------------------------------------------------------------------------
+
+/// The series of preferred numbers that codes are taken from.
+const Values preferred{5,     6,     8,     10,    12,    16,    20,    25,    32,   40,   50,
+                       63,    80,    100,   125,   160,   200,   250,   320,   400,  500,  630,
+                       800,   1000,  1250,  1600,  2000,  2500,  3200,  4000,  5000, 6300, 8000,
+                       10000, 12500, 16000, 20000, 25000, 32000, 40000, 50000, 63000};
+
+/// How a kind of field goes over the wire.
+struct Kind {
+    std::size_t inReply, inWrite;                           // bytes
+    long (*shown)(long raw) = [](long raw) { return raw; }; // by the application's property
+};
+
+template <std::size_t first, std::size_t count>
+long decoded(long code) {
+    return code < static_cast<long>(count) ? preferred[first + static_cast<std::size_t>(code)] : 0;
+}
+
+const std::map<char, Kind> kinds{
+    {'u', {1, 1}}, // bytes and words; signed ones; the low byte of a word
+    {'i', {1, 1, [](long raw) -> long { return static_cast<signed char>(raw); }}},
+    {'W', {2, 2}},
+    {'S', {2, 2, [](long raw) -> long { return static_cast<short>(raw); }}},
+    {'w', {1, 2}}, // wider in a write
+    {'r', {1, 0}}, // in a reply alone, and so a counter of three bytes behind one for nothing
+    {'C', {4, 0, [](long raw) { return raw & 0xFFFFFF; }}},
+    {'a', {1, 1, decoded<13, 21>}}, // codes: mA, mAs, time
+    {'s', {1, 1, decoded<0, 34>}},
+    {'t', {1, 1, decoded<6, 36>}},
+    {'b', {1, 1, [](long raw) { return static_cast<long>(raw == 1); }}}, // a switch
+    {'.', {1, 1}}, // for nothing, and so at the end of a write
+    {'_', {0, 1}}};
 
 /// What a record looks like on the wire.
 struct Wire {
     int revision;
-    Bytes read, write; // the frame that asks; the start of the one that writes
-    std::string kinds; // of the bytes behind: u, signed i, high h, low or lone low l, unused .
-    int bound = 0x100; // the first index that is none
+    Bytes read, write;   // the frame that asks; the start of the one that writes
+    std::string pattern; // kinds of its fields, with how many there are in front
+    int bound = 0x100;   // the first index that is none
+    int flags = 0x100;   // the first index that is never valid
+    bool quiet = false;  // assignments leave its validity alone
 
-    Bytes written() const {
-        Bytes frame = write;
-        for (const char kind : kinds) {
-            frame.push_back(kind == '.' ? 0 : data(1)[frame.size() - write.size()]);
+    template <class Visit>
+    void visit(Visit visit) const {
+        std::istringstream in(pattern);
+        char kind = 0;
+        for (int count = 1; in >> std::ws && !in.eof();) {
+            if (!std::isdigit(in.peek()) || !(in >> count)) {
+                count = 1;
+            }
+            for (in >> kind; count-- > 0;) {
+                visit(kind, kinds.at(kind));
+            }
         }
+    }
+    int code() const { return write.empty() ? read[1] : write[1]; }
+    std::size_t size() const {
+        std::size_t sum = 0;
+        visit([&](char, const Kind &kind) { sum += kind.inReply; });
+        return sum;
+    }
+    Bytes written(const Values &fields) const {
+        Bytes frame = write;
+        std::size_t field = 0;
+        visit([&](char name, const Kind &kind) {
+            const bool empty = name == '.' || name == '_';
+            long raw = 0;
+            if (!empty && kind.inWrite > 0) {
+                while (raw < 0x10000 && kind.shown(raw) != fields[field]) {
+                    ++raw; // the lowest that is shown like that: the code 0 for 0
+                }
+                raw = raw < 0x10000 ? raw : 0;
+            }
+            field += empty ? 0 : 1;
+            for (std::size_t i = kind.inWrite; i-- > 0;) {
+                frame.push_back(static_cast<unsigned char>(raw >> 8 * i));
+            }
+        });
         frame.push_back(static_cast<unsigned char>(std::accumulate(frame.begin(), frame.end(), 0)));
         return frame;
     }
     /// What the fields hold once data have come.
     Values after(Values fields, const Bytes &data) const {
-        auto field = fields.begin();
-        long high = 0;
-        for (std::size_t i = 0; i < std::min(kinds.size(), data.size()); ++i) {
-            if (kinds[i] == 'h') {
-                high = data[i] << 8;
-            } else if (kinds[i] != '.') {
-                *field++ = kinds[i] == 'i' ? static_cast<signed char>(data[i]) : high | data[i];
-                high = 0;
+        std::size_t field = 0;
+        std::size_t at = 0;
+        visit([&](char name, const Kind &kind) {
+            long raw = 0;
+            for (std::size_t i = at; i < std::min(at + kind.inReply, data.size()); ++i) {
+                raw = raw << 8 | data[i];
             }
-        }
+            at += kind.inReply;
+            if (name != '.' && name != '_' && at <= data.size()) {
+                fields[field++] = kind.shown(raw);
+            }
+        });
         return fields;
     }
 };
 
 template <class Record>
+void checkWrite(const Wire &wire, const Bytes &one, const Bytes &other) {
+    Record record;
+    record.receive(one);
+    Values wanted = record.shown();
+    const bool silent = record.read() == Bytes{0}; // and so there is no write without a validity
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        const Field field = record.fields()[i];
+        EXPECT_TRUE(record.receive(one) && record.isValid());
+        if (field.set) {
+            field.set(wanted[i]);
+            EXPECT_EQ(record.isValid(), field.ofTable || wire.quiet) << i;
+        }
+    }
+    Record written;
+    written.receive(other);
+    const Values before = written.shown();
+    const FieldList fields = written.fields();
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        if (fields[i].set) {
+            fields[i].set(wanted[i]);
+        } else {
+            wanted[i] = before[i];
+        }
+    }
+    EXPECT_EQ(written.shown(), wanted);
+    EXPECT_EQ(written.write(), wire.write.empty() ? Bytes{0} : wire.written(wanted));
+    EXPECT_EQ(written.isValid(), silent);
+    EXPECT_EQ(written.getCommand(), wire.code());
+}
+
+template <class Record>
+void checkReply(const Wire &wire, const Bytes &all) {
+    const Values empty = Record().shown();
+    for (std::size_t count = 0; count <= all.size(); ++count) {
+        for (const std::size_t more : {0, 9}) {
+            Record record;
+            const Bytes reply(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count));
+            EXPECT_TRUE(record.receive(reply, more));
+            EXPECT_EQ(record.shown(), wire.after(empty, reply)) << count;
+            EXPECT_EQ(record.isValid(), !reply.empty());
+        }
+    }
+}
+
+template <class Record>
 void check(const Wire &wire) {
-    SCOPED_TRACE(testing::Message() << int{wire.write[1]} << " at " << wire.revision);
+    SCOPED_TRACE(testing::Message() << wire.code() << " at " << wire.revision);
     DrivenGenerator::setRevision(wire.revision);
     Record record;
     EXPECT_FALSE(record.isValid());
     const Values empty = record.shown();
-    const auto ends = [&](auto change) { // the validity that a reply gives
-        const bool valid = record.receive(data(1)) && record.isValid();
-        change();
-        return valid && !record.isValid();
-    };
-    std::apply([&](auto &...all) { EXPECT_TRUE((ends([&] { all = all; }) && ...)); },
-               record.fields());
-    EXPECT_TRUE(ends([&] { record.clearValid(); }));
-    EXPECT_TRUE(ends([&] { EXPECT_EQ(record.write(), wire.written()); }));
-    EXPECT_TRUE(ends([&] { EXPECT_EQ(record.read(), wire.read); }));
-    EXPECT_EQ(record.getCommand(), wire.write[1]);
-    for (std::size_t count = 0; count <= 128; ++count) {
-        Record other;
-        const Bytes reply = data(1, count / 2);
-        EXPECT_TRUE(other.receive(reply, count % 2 * 9));
-        EXPECT_EQ(other.shown(), wire.after(empty, reply)) << count / 2;
-        EXPECT_EQ(other.isValid(), !reply.empty());
+    checkWrite<Record>(wire, data(1, MORE, 20), data(1));
+    for (const int seed : {20, 0xEF}) { // low numbers first, of which codes are, and signed ones
+        checkReply<Record>(wire, data(1, wire.size() + 2, seed));
     }
+    EXPECT_TRUE(record.receive(data(1)) && record.isValid());
+    record.clearValid();
+    EXPECT_FALSE(record.isValid());
+    EXPECT_TRUE(record.receive(data(1)) && record.isValid());
+    EXPECT_EQ(record.read(), wire.read);
+    EXPECT_FALSE(record.isValid());
     for (int index = 0; index <= 0xFF; ++index) {
         Record other;
         EXPECT_TRUE(other.receive(data(index)));
-        EXPECT_EQ(other.isValid(), index < wire.bound);
-        EXPECT_EQ(other.shown(), other.isValid() ? wire.after(empty, data(index)) : empty);
-        EXPECT_TRUE(other.receive(data(1)) && other.receive(data(index)) && other.isValid());
+        EXPECT_EQ(other.isValid(), index < wire.bound && index < wire.flags);
+        EXPECT_EQ(other.shown(), index < wire.bound ? wire.after(empty, data(index)) : empty);
+        EXPECT_TRUE(other.receive(data(1)) && other.receive(data(index)));
+        EXPECT_EQ(other.isValid(), index < wire.flags);
     }
     DrivenGenerator::setRevision(0);
 }
 
-TEST(Records, AreAsTheWireHasThem) {
-    const std::string end(20, '.');
-    const std::string curve = "uhlhlhlhlhlhlhlhl";
-    std::string kinds = "uuuuuuuuuuuuuuuuuu.uuuuuuu";
+// A revision, the frame that reads, the start of the one that writes, the fields behind.
+TEST(Records, OfReceptorsAndAecAreAsTheWireHasThem) {
+    const std::string points = "u 8W";
     for (const int revision : {0, 299}) {
-        check<Receptors>({revision, {1, 6, 0, 2, 1, 1, 11}, {1, 6, 0, 27, 0}, kinds, 6});
+        check<Receptors>({revision, {1, 6, 0, 2, 1, 1, 11}, {1, 6, 0, 27, 0}, "18u . 7u", 6});
     }
-    check<Receptors>({300, {1, 26, 0, 2, 1, 1, 31}, {1, 26, 0, 48, 0}, kinds + 'u' + end, 6});
+    check<Receptors>({300, {1, 26, 0, 2, 1, 1, 31}, {1, 26, 0, 48, 0}, "18u . 8u 20_", 6});
     for (const int revision : {0, 149, 150, 299}) {
-        kinds = revision < 150 ? "uuuu..." : "uuuuiiilll";
-        check<OldAec>({revision, {1, 8, 0, 2, 1, 1, 13}, {1, 8, 0, 11, 0}, kinds, 4});
+        const char *const pattern = revision < 150 ? "4u 3_" : "4u 3i 3u";
+        check<OldAec>({revision, {1, 8, 0, 2, 1, 1, 13}, {1, 8, 0, 11, 0}, pattern, 4});
     }
-    kinds = "uuuuuiiihlhlhlhluuuuuuuuuu";
-    check<Aec>({300, {1, 23, 0, 2, 1, 1, 28}, {1, 23, 0, 47, 0}, kinds + end, 4});
-    check<Calibration>({0, {1, 9, 0, 2, 1, 1, 14}, {1, 9, 0, 23, 0}, curve + "uuuu."});
-    check<Digital>({300, {1, 24, 0, 2, 1, 1, 29}, {1, 24, 0, 38, 0}, curve + end});
-    check<Density>({0, {1, 10, 0, 1, 1, 13}, {1, 10, 0, 17, 0}, "uuuuuuuuuuuuuuuu"});
+    check<Aec>({300, {1, 23, 0, 2, 1, 1, 28}, {1, 23, 0, 47, 0}, "5u 3i 4W 10u 20_", 4});
+    check<Calibration>({0, {1, 9, 0, 2, 1, 1, 14}, {1, 9, 0, 23, 0}, points + "4u _"});
+    check<Digital>({300, {1, 24, 0, 2, 1, 1, 29}, {1, 24, 0, 38, 0}, points + "20_"});
+    check<Density>({0, {1, 10, 0, 1, 1, 13}, {1, 10, 0, 17, 0}, "16u"});
+}
+
+TEST(Records, OfTubesAreAsTheWireHasThem) {
+    const std::string old = "6u 15i 30u 10W 10. 42u 37W 37W 37W 37W 11u 2W 5u";
+    for (const int revision : {0, 299}) {
+        check<Tube>(
+            {revision, {1, 4, 0, 2, 1, 1, 9}, {1, 4, 1, 0xBF, 0}, old + "6_", 256, 2, true});
+    }
+    const std::string third = "22u 37W 37W 4u 2W 20_";
+    check<Tube>({300, {1, 25, 0, 2, 1, 1, 30}, {1, 25, 2, 0x7E, 0}, old + third, 256, 2, true});
+}
+
+TEST(Records, OfFluoroscopyAreAsTheWireHasThem) {
+    for (const int revision : {0, 149}) {
+        check<FluoroSetup>({revision, {1, 11, 0, 1, 1, 14}, {1, 11, 0, 36, 0}, "17u 3W 12u"});
+    }
+    check<FluoroSetup>({150, {1, 11, 0, 1, 1, 14}, {1, 11, 0, 64, 0}, "17u 3W 30u 10_"});
+    check<General>({0, {1, 17, 0, 1, 1, 20}, {1, 17, 0, 30, 0}, "9u 20_"});
+    check<FluoroRad>({0, {1, 18, 0, 1, 1, 21}, {1, 18, 0, 78, 0}, "57u 20_"});
+    check<Continuous>({0, {1, 19, 0, 1, 1, 22}, {1, 19, 0, 92, 0}, "4S u i W u i 77u 20_"});
+    check<HighLevel>({0, {1, 20, 0, 1, 1, 23}, {1, 20, 0, 55, 0}, "u W 4S 20W 3u 20_"});
+    check<Pulse>({0,
+                  {1, 21, 0, 1, 1, 24},
+                  {1, 21, 0, 148, 0},
+                  "3u W 3u 4S 2i W 6u 30W 30u 20W 20u 5i 3u 20_"});
+    check<HighLevelPulse>({0, {1, 22, 0, 1, 1, 25}, {1, 22, 0, 40, 0}, "u 2W 4S 20W 20w 3u 20_"});
+}
+
+TEST(Records, OfTheSystemAreAsTheWireHasThem) {
+    check<DateTime>({0, {1, 1, 0, 1, 1, 4}, {1, 1, 0, 7, 0}, "W 4u r"});
+    check<Log>({0, {1, 2, 0, 1, 0, 4}, {}, "3u W 5u a s t 8u"});
+    check<Statistics>({0, {1, 3, 0, 1, 0, 5}, {1, 3, 0, 1, 0}, "4C"});
+    check<Limits>({0, {1, 5, 0, 1, 1, 8}, {1, 5, 0, 9, 0}, "2u 4a 2s", 256, 256, true});
+    check<InOut>({0, {1, 7, 0, 3, 1, 1, 0xEE, 0xFB}, {1, 7, 0, 9, 0}, "8u", 6});
+    check<Meter>(
+        {0, {1, 14, 0, 1, 1, 17}, {1, 14, 0, 31, 0}, "b u 2W 4u 4W 2b 10_", 256, 256, true});
+    check<GenType>({0, {1, 16, 0, 1, 1, 19}, {1, 16, 0, 3, 0}, "3u", 256, 256, true});
+    check<Bypass>({0, {0}, {1, 56, 0, 1, 0}, "u"});
 }
 
 TEST(Records, CarryTheLowByteOfAGainBelow300) {
@@ -172,7 +437,7 @@ void copies() {
     const Values before = record.shown();
     Record copy = record;
     EXPECT_TRUE(copy.isValid());
-    std::get<0>(copy.fields()) = 0xFF; // an instance that doesn't exist is copied like any other
+    copy.fields()[0].set(0xFF); // an instance that doesn't exist is copied like any other
     EXPECT_TRUE(record.isValid() && !copy.isValid() && record.shown() == before);
     record = copy;
     EXPECT_EQ(record.shown(), copy.shown());
@@ -234,6 +499,177 @@ TEST(Records, FileTheChambersUnderTheirChannels) {
     EXPECT_FALSE(all.isValid());
     all.setChannel(3);
     EXPECT_TRUE(all.isValid());
+}
+
+TEST(Records, KeepAValidityForEachTubeAndTablesOfTheirOwn) {
+    Open<TkBinary_TubeData> tube;
+    tube.receive(data(0));
+    tube.TubeNumber = 1;
+    EXPECT_FALSE(tube.isValid());
+    tube.TubeNumber = 0;
+    EXPECT_TRUE(tube.isValid());
+    tube.receive(data(1));
+    tube.read(); // of tube 1
+    EXPECT_FALSE(tube.isValid());
+    tube.TubeNumber = 0;
+    EXPECT_TRUE(tube.isValid());
+    tube.clearValid();
+    EXPECT_FALSE(tube.isValid());
+
+    const unsigned short int *const own = tube.SF_LS_KW_Limit;
+    std::vector<unsigned short int> limits(TkBinary_TubeData::KW_LIMIT_SIZE); // no number more
+    std::iota(limits.begin(), limits.end(), static_cast<unsigned short int>(0x1234));
+    tube.SF_LS_KW_Limit = limits.data();
+    tube.LF_HS_KW_Limit = tube.SF_LS_KW_Limit;
+    tube.SF_LS_KW_Limit = nullptr;
+    tube.LF_HS_KW_Limit = tube.LF_HS_KW_Limit;
+    EXPECT_TRUE(std::equal(limits.begin(), limits.end(), own));
+    EXPECT_TRUE(std::equal(limits.begin(), limits.end(), &tube.LF_HS_KW_Limit[0]));
+    EXPECT_EQ(tube.SF_LS_KW_Limit, own);
+
+    char name[] = "A LONG NAME OF A TUBE";
+    tube.Name = name;
+    EXPECT_STREQ(tube.Name, "A LONG NAME OF ");
+    tube.Name = std::copy_n("XY", 3, name) - 3;
+    EXPECT_STREQ(tube.Name, "XYLONG NAME OF ");
+}
+
+TEST(Records, ReachTheirCurvesAndLimitsByRowAndIndexAlone) {
+    Open<TkBinary_ContinuousFluoro> fluoro;
+    const Bytes before = fluoro.write();
+    fluoro.setCurveData(3, 0, 5);
+    fluoro.setCurveData(0, 10, 5);
+    fluoro.setABSLimitData(0, 10, 5);
+    EXPECT_EQ(fluoro.write(), before);
+    fluoro.receive(data(1));
+    EXPECT_EQ((Values{fluoro.getCurveData(3, 0), fluoro.getCurveData(0, 10),
+                      fluoro.getABSLimitData(-1, 255)}),
+              (Values{0, 0, 0}));
+    fluoro.setManualLimitData(7, 0, 9);
+    EXPECT_EQ((Values{fluoro.getManualLimitData(-7, 0), fluoro.getManualLimitData(1, 0),
+                      fluoro.getManualLimitData(0, 0), fluoro.isValid()}),
+              (Values{9, 9, data(1)[48], 1}));
+}
+
+TEST(Records, AskForTheErrorLogEntryByEntryAndResetOneCounterAFrame) {
+    Open<TkBinary_ErrorLog> log;
+    const auto asked = [&] { return Bytes{log.read()[4], log.read()[4], log.read()[4]}; };
+    EXPECT_EQ(asked(), (Bytes{0, 1, 1}));
+    log.write(); // which there isn't
+    EXPECT_EQ(asked(), (Bytes{1, 1, 1}));
+    for (const int mode : {0, 2, 5, 258, -1}) {
+        log.setReadMode(mode);
+        const unsigned char next = mode == 2 ? 2 : 1;
+        EXPECT_EQ(asked(), (Bytes{static_cast<unsigned char>(mode == 0 ? 0 : next), next, next}));
+    }
+    Open<TkBinary_Statistics> counters;
+    const auto reset = [&](bool one, bool two, bool hours) {
+        counters.resetTube1Exposures(one);
+        counters.resetTube2Exposures(two);
+        counters.resetFluoroHours(hours);
+        EXPECT_EQ(counters.read(), (Bytes{1, 3, 0, 1, 0, 5}));
+        const Bytes frame = counters.write();
+        EXPECT_EQ(counters.write(), (Bytes{1, 3, 0, 1, 0, 5})) << "all are done with";
+        return frame;
+    };
+    EXPECT_EQ(reset(true, false, true), (Bytes{1, 3, 0, 1, 3, 8}));
+    EXPECT_EQ(reset(true, true, false), (Bytes{1, 3, 0, 1, 2, 7}));
+    EXPECT_EQ(reset(true, false, false), (Bytes{1, 3, 0, 1, 1, 6}));
+}
+
+TEST(Records, HaveCodesForPreferredNumbersAndNoOthers) {
+    Open<TkBinary_GenLimits> limits;
+    for (int code = 0; code <= 0xFF; ++code) {
+        const auto byte = static_cast<unsigned char>(code);
+        const unsigned int ma = TkBinary_GenLimits::getMAValue(byte);
+        const unsigned int mas = TkBinary_GenLimits::getMASValue(byte);
+        EXPECT_EQ((Values{ma, mas}), (Values{decoded<13, 21>(code), decoded<0, 34>(code)}));
+        EXPECT_EQ((Values{TkBinary_GenLimits::getMACode(ma), TkBinary_GenLimits::getMASCode(mas)}),
+                  (Values{code < 21 ? code : 0, code < 34 ? code : 0}));
+    }
+    limits.Min_MA = 700;
+    limits.Max_MAS = 10001;
+    EXPECT_EQ((Values{limits.Min_MA, limits.Max_MAS}), (Values{100, 5}));
+
+    Open<TkBinary_DAPConfig> meter;
+    meter.receive(Bytes(20, 2)); // a switch is on at 1 alone, and goes out as it came
+    EXPECT_EQ((Values{meter.Enabled, meter.Printer, meter.write()[5]}), (Values{0, 0, 2}));
+    meter.Printer = 200;
+    meter.Test1 = 0x12345;
+    EXPECT_EQ((Values{meter.Printer, meter.write()[15], meter.write()[16], meter.Test1}),
+              (Values{1, 0x23, 0x45, 0x12345}));
+}
+
+TEST(Records, CarryTheVariablesOfACustomOne) {
+    TkBinary_Custom custom;
+    custom.setCommand(0x20);
+    EXPECT_EQ(custom.generateCommand(998), (Bytes{1, 0x20, 0, 0, 0x21}));
+    custom.enableTransmitReadWriteParam(true);
+    custom.setReadParam(5);
+    custom.setWriteParam(6);
+    EXPECT_EQ(custom.generateCommand(998), (Bytes{1, 0x20, 0, 1, 5, 0x27}));
+    custom.addVariable(static_cast<char>(-1), true, false);
+    auto *const first = static_cast<char *>(custom.getValue(0));
+    custom.addVariable(static_cast<unsigned char>(200), false, true);
+    custom.addVariable(static_cast<short int>(-2), true, true);
+    custom.addVariable(static_cast<unsigned short int>(0xABCD), false, true);
+    custom.addVariable(-3, false, true);
+    custom.addVariable(0x12345678U, true, false);
+    custom.addVariable("ab", 4, true, true); // a short text, one that is cut, and none
+    custom.addVariable("cdefg", 2, false, true);
+    custom.addVariable(nullptr, 1, false, true);
+    custom.addVariable("", -1, true, true);     // adds nothing,
+    custom.addVariable("x", 65520, true, true); // nor does one that no length could tell
+    EXPECT_EQ(first, custom.getValue(0));
+    const Bytes read{1, 0x20, 0, 12, 5, 0xFF, 0xFF, 0xFE, 0x12, 0x34, 0x56, 0x78, 'a', 'b', 0, 0};
+    const Bytes write{1,    0x20, 0,    17,  6,   200, 0xFF, 0xFE, 0xAB, 0xCD, 0xFF,
+                      0xFF, 0xFF, 0xFD, 'a', 'b', 0,   0,    'c',  'd',  0};
+    const auto summed = [](Bytes frame) {
+        frame.push_back(static_cast<unsigned char>(std::accumulate(frame.begin(), frame.end(), 0)));
+        return frame;
+    };
+    TkBinary_Custom copy = custom;
+    for (const int mode : {998, 999, 0}) {
+        EXPECT_EQ(custom.generateCommand(mode), summed(mode == 998 ? read : write));
+    }
+    EXPECT_EQ((Values{custom.calculateReadCmdSize(), custom.calculateWriteCmdSize()}),
+              (Values{12, 17}));
+
+    const char *const types[] = {"CHAR",         "UNSIGNED CHAR", "SHORT",  "UNSIGNED SHORT", "INT",
+                                 "UNSIGNED INT", "STRING",        "STRING", "STRING"};
+    EXPECT_EQ(custom.count(), std::size(types));
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_STREQ(custom.getType(i), types[i]);
+    }
+    for (const int none : {-1, 9}) {
+        EXPECT_TRUE(custom.getType(none) == nullptr && custom.getValue(none) == nullptr);
+    }
+    // A reply brings all variables, and no parameter.
+    Bytes reply{1,  0x20, 0,  21, 1,  2,   0xFF, 4,   5,   6,   0xFF, 8,   9,
+                10, 11,   12, 13, 14, 'p', 0,    'q', 'r', 's', 't',  'u', 0};
+    EXPECT_TRUE(custom.receiveMsg(&reply));
+    const auto value = [&](auto type, int index) {
+        return static_cast<long>(*static_cast<decltype(type) *>(custom.getValue(index)));
+    };
+    EXPECT_EQ((Values{*first, value('c', 0), value(static_cast<unsigned char>(0), 1),
+                      value(static_cast<short int>(0), 2),
+                      value(static_cast<unsigned short int>(0), 3), value(0, 4), value(0U, 5)}),
+              (Values{1, 1, 2, -252, 0x506, -16250614, 0x0B0C0D0E}));
+    EXPECT_EQ(std::string(static_cast<char *>(custom.getValue(6)), 4), std::string("p\0qr", 4));
+    EXPECT_STREQ(static_cast<char *>(custom.getValue(7)), "st");
+    EXPECT_EQ(custom.generateCommand(998)[14], 0) << "nothing goes out from behind a text's end";
+    reply = {1, 0x20, 0, 21, 7, 8, 9}; // ends inside the third variable; the last byte is the sum
+    EXPECT_TRUE(custom.receiveMsg(&reply));
+    EXPECT_EQ((Values{*first, value(static_cast<short int>(0), 2)}), (Values{7, -252}));
+
+    EXPECT_EQ(copy.generateCommand(998), summed(read)) << "has variables of its own";
+    custom.clear();
+    EXPECT_EQ(custom.count(), 0U);
+    custom = copy;
+    copy.clear();
+    copy.addVariable('x', true, true);
+    EXPECT_STREQ(copy.getType(0), "CHAR");
+    EXPECT_EQ(custom.generateCommand(999), summed(write));
 }
 
 struct Owner {

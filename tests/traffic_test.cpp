@@ -1,6 +1,7 @@
 #include "support/generator.h"
 #include "support/story.h"
 #include "tkbinary_aec.h"
+#include "tkbinary_system.h"
 #include "tkrecordwalk.h"
 #include "tkvocabulary.h"
 
@@ -48,7 +49,12 @@ TEST_F(Traffic, OneRecordIsAwaitedAtATime) {
     EXPECT_FALSE(begin());
     receive(ACK_BYTE);
     EXPECT_FALSE(record.isValid()) << "until it has been read again";
+    TkBinary_Bypass bypass;
+    TkBinary_ErrorLog log;
+    EXPECT_FALSE(engine.transmitBinaryMsg(&bypass, READ, true)) << "there is no such frame";
+    EXPECT_FALSE(engine.transmitBinaryMsg(&log, WRITE, false));
     EXPECT_TRUE(begin());
+    EXPECT_EQ(sent(), Frames{READ_DENSITY});
 }
 
 TEST_F(Traffic, TextAndRecordsTakeTurnsAndControlBytesInsideAreData) {
