@@ -1,26 +1,30 @@
 // What a record costs, without a line: time and trips to the heap.
 //
-//   encode, ask, decode   a frame that writes a record, one that asks for it, and the reply, of the
-//                         largest records at revision 300 and of the smallest
+//   encode, ask, decode   a frame that writes a record, one that asks for it, and the reply, at
+//                         revision 300: of the largest record, a tube's, and of smaller ones
+//   bytes                 the same number of bytes appended to a vector one by one, with their sum
 //   copy                  a receptor record as an application gets it
 //   status                what a console asks to draw a screen, of a connected engine whose worker
 //                         sleeps: 40 times whether a parameter is shown and 40 times whether it may
 //                         be changed
 //
-// Look at: Time; allocations_a_call: a frame's vector grows as it is written, a reply takes none,
-// nor does a question to the status.
+// Look at: Time, that of encode of a tube against bytes; allocations_a_call: one to encode and to
+// ask, the frame itself, and none else. More is an error.
 
 #include "allocations.h"
 #include "generator.h"
 #include "tkbinary_aec.h"
 #include "tkbinary_dorvatable.h"
+#include "tkbinary_fluoro.h"
 #include "tkbinary_receptors.h"
+#include "tkbinary_tubedata.h"
 #include "tkgeneratorcontrol.h"
 #include "tkgeneratorstatus.h"
 
 #include <benchmark/benchmark.h>
 
 #include <array>
+#include <numeric>
 #include <vector>
 
 namespace {
@@ -42,14 +46,19 @@ struct Revision : Tk {
     static void set() { m_nGeneratorRevision = 300; }
 };
 
+/// Measures a call that may take so many pieces from the heap.
 template <class Call>
-void measure(benchmark::State &state, Call call) {
+void measure(benchmark::State &state, long pieces, Call call) {
     const long before = allocations::count;
     for (auto _ : state) {
         call();
     }
-    state.counters["allocations_a_call"] = benchmark::Counter(
-        static_cast<double>(allocations::count - before), benchmark::Counter::kAvgIterations);
+    const long taken = allocations::count - before;
+    state.counters["allocations_a_call"] =
+        benchmark::Counter(static_cast<double>(taken), benchmark::Counter::kAvgIterations);
+    if (taken > pieces * state.iterations()) {
+        state.SkipWithError("takes more from the heap");
+    }
 }
 
 template <class Record>
@@ -60,7 +69,7 @@ void generate(benchmark::State &state, int mode, std::size_t size) {
         state.SkipWithError("the frame has another size");
         return;
     }
-    measure(state, [&] {
+    measure(state, 1, [&] {
         const Bytes frame = record.generateCommand(mode);
         benchmark::DoNotOptimize(frame.data());
     });
@@ -77,13 +86,14 @@ void ask(benchmark::State &state) {
 }
 
 /// A reply with so many data, all 1.
-Bytes replyOf(unsigned char size) {
-    Bytes reply{1, 0, 0, size};
-    reply.resize(std::size_t{5} + size, 1);
+Bytes replyOf(std::size_t size) {
+    Bytes reply{1, 0, static_cast<unsigned char>(size >> 8),
+                static_cast<unsigned char>(size & 0xFF)};
+    reply.resize(5 + size, 1);
     return reply;
 }
 
-template <class Record, unsigned char Size>
+template <class Record, std::size_t Size>
 void decode(benchmark::State &state) {
     Revision::set();
     Open<Record> record;
@@ -92,7 +102,21 @@ void decode(benchmark::State &state) {
         state.SkipWithError("the reply wasn't taken");
         return;
     }
-    measure(state, [&] { benchmark::DoNotOptimize(record.receiveMsg(&reply)); });
+    measure(state, 0, [&] { benchmark::DoNotOptimize(record.receiveMsg(&reply)); });
+}
+
+template <std::size_t Size>
+void bytes(benchmark::State &state) {
+    Bytes source(Size, 1);
+    benchmark::DoNotOptimize(source.data());
+    measure(state, 1, [&] {
+        Bytes frame;
+        frame.reserve(Size);
+        for (const unsigned char byte : source) {
+            frame.push_back(byte);
+        }
+        benchmark::DoNotOptimize(std::accumulate(frame.begin(), frame.end(), 0U));
+    });
 }
 
 void copy(benchmark::State &state) {
@@ -101,7 +125,7 @@ void copy(benchmark::State &state) {
     Bytes reply = replyOf(27);
     record.receiveMsg(&reply);
     TkBinary_Receptors out;
-    measure(state, [&] {
+    measure(state, 1, [&] { // by way of its data
         out = record;
         benchmark::DoNotOptimize(&out);
     });
@@ -130,7 +154,7 @@ void status(benchmark::State &state) {
         state.SkipWithError("the engine doesn't show the tube voltage");
         return;
     }
-    measure(state, [&] {
+    measure(state, 0, [&] {
         for (const int parameter : PARAMETERS) {
             benchmark::DoNotOptimize(status.displayableParam(parameter));
             benchmark::DoNotOptimize(status.controllableParam(parameter));
@@ -138,11 +162,15 @@ void status(benchmark::State &state) {
     });
 }
 
+BENCHMARK_TEMPLATE(encode, TkBinary_TubeData, 643);
+BENCHMARK_TEMPLATE(bytes, 643);
+BENCHMARK_TEMPLATE(encode, TkBinary_HLF_PulseFluoro, 122);
 BENCHMARK_TEMPLATE(encode, TkBinary_Receptors, 53);
 BENCHMARK_TEMPLATE(encode, TkBinary_AECSetup, 52);
 BENCHMARK_TEMPLATE(encode, TkBinary_AECDensity, 22);
 BENCHMARK_TEMPLATE(ask, TkBinary_Receptors, 7);
 BENCHMARK_TEMPLATE(ask, TkBinary_DorvaTable, 6);
+BENCHMARK_TEMPLATE(decode, TkBinary_TubeData, 617);
 BENCHMARK_TEMPLATE(decode, TkBinary_Receptors, 27);
 BENCHMARK_TEMPLATE(decode, TkBinary_AECSetup, 26);
 BENCHMARK_TEMPLATE(decode, TkBinary_AECDensity, 16);

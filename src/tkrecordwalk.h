@@ -95,7 +95,7 @@ class Writer {
     template <class... Fields>
     void fields(const Fields &...all) {
         if (m_Kind != Kind::request) {
-            (number(all), ...);
+            append(all...);
         }
     }
     template <class... Numbers>
@@ -108,12 +108,12 @@ class Writer {
     }
     void told(unsigned char field) {
         if (m_Kind == Kind::reply) {
-            number(field);
+            append(field);
         }
     }
     void counter(unsigned int field) {
         if (m_Kind == Kind::reply) {
-            number(field & COUNTER_MASK);
+            append(field & COUNTER_MASK);
         }
     }
     template <std::size_t rows, std::size_t size>
@@ -144,19 +144,28 @@ class Writer {
   private:
     void put(unsigned char byte) { m_Frame.push_back(byte); }
 
+    template <class Number>
+    static void store(unsigned char *bytes, const Number &value) {
+        const auto bits = static_cast<std::make_unsigned_t<Number>>(value);
+        for (std::size_t i = 0; i < sizeof value; ++i) {
+            bytes[i] = static_cast<unsigned char>(bits >> (CHAR_BIT * (sizeof value - 1 - i)));
+        }
+    }
     template <class Field, std::size_t size>
-    void number(const Field (&table)[size]) {
+    static void store(unsigned char *bytes, const Field (&table)[size]) {
         for (const Field &each : table) {
-            number(each);
+            store(bytes, each);
+            bytes += sizeof each;
         }
     }
 
-    template <class Number>
-    void number(const Number &value) {
-        const auto bits = static_cast<std::make_unsigned_t<Number>>(value);
-        for (std::size_t i = sizeof value; i-- > 0;) {
-            put(static_cast<unsigned char>(bits >> (CHAR_BIT * i) & 0xFF));
-        }
+    /// All at once: the frame grows once.
+    template <class... Fields>
+    void append(const Fields &...all) {
+        const std::size_t size = m_Frame.size();
+        m_Frame.resize(size + (sizeof all + ...));
+        unsigned char *at = m_Frame.data() + size;
+        ((store(at, all), at += sizeof all), ...);
     }
 
     std::vector<unsigned char> &m_Frame;
