@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <fcntl.h>
+#include <numeric>
 #include <poll.h>
 #include <sstream>
 #include <unistd.h>
@@ -43,7 +44,7 @@ struct Scene {
     Milliseconds now = 0;
 
     explicit Scene(Family family = Family::arkona, int revision = 301)
-        : simulator({family, revision, 1, 1, false}) {}
+        : simulator({family, revision, 1, 1, false, 951782399}) {}
 
     /// Plays steps "action => outcome", separated by commas. An action is a text or bytes that the
     /// console sends, "!" and a command of the panel, or "+" and milliseconds that pass; its
@@ -55,6 +56,15 @@ struct Scene {
             const std::string action = steps.substr(at, arrow - at);
             EXPECT_EQ(outcomeOf(action), steps.substr(arrow + 4, end - arrow - 4)) << action;
         }
+    }
+    /// The answer to a record's frame, whatever its length field says.
+    Bytes ask(std::uint8_t code, std::size_t length, const Bytes &body) {
+        Bytes frame = encodeRecord(code, Bytes(length));
+        frame.resize(4);
+        frame.insert(frame.end(), body.begin(), body.end());
+        frame.push_back(static_cast<std::uint8_t>(std::accumulate(frame.begin(), frame.end(), 0)));
+        simulator.receive(frame.data(), frame.size(), now);
+        return simulator.takeBytes(now);
     }
     std::string outcomeOf(const std::string &action) {
         const Bytes bytes = bytesOf(action);
@@ -185,10 +195,16 @@ TEST(SimulatorHandshake, EitherSideCanEndEarly) {
                                 "XR1 => #exposure on, +40 => -, ";
     const std::string ended = " => XR0 | AP00004 AT00040 | PR0 | "
                               "#exposure off 70 kV 100 mA 40 ms | #prep off, ";
-    Scene{}.play(exposed + "XR0" + ended + exposed + "!release" + ended +
-                 "!fluoro on => FLP1, FLP1 => FLX1 | #fluoro prep accepted, FLX1 => #fluoro on, "
-                 "+3000 => -, XR0 => -, FLI? => FLI003, FLX? => FLX1, "
-                 "!fluoro off => FLX0 | FLP0 | #fluoro off | #fluoro prep off");
+    Scene{}.play(
+        exposed + "XR0" + ended + exposed + "!release" + ended +
+        "!fluoro on => FLP1, FLP1 => FLX1 | #fluoro prep accepted, FLX1 => #fluoro on, "
+        "+3000 => -, XR0 => -, FLI? => FLI003, FLX? => FLX1, +3597000 => -, "
+        "!fluoro off => FLX0 | FLP0 | #fluoro off | #fluoro prep off, WS4 => WS4 BU0 TU2 TB2, " +
+        exposed + "XR0" + ended +
+        // All this was counted: by tubes, hours of fluoroscopy, and in all.
+        "[01 03 00 01 00 05] => [01 03 00 10 FF 00 00 02 FF 00 00 01 FF 00 00 01 FF 00 00 03 17], "
+        "[01 03 00 01 01 06] => ACK, [01 03 00 01 03 08] => ACK, [01 03 00 01 04 09] => NAK, "
+        "[01 03 00 01 00 05] => [01 03 00 10 FF 00 00 00 FF 00 00 01 FF 00 00 00 FF 00 00 03 14]");
 }
 
 TEST(SimulatorErrors, LatchedOnesRepeatUntilTheyAreEchoed) {
@@ -273,6 +289,60 @@ TEST(SimulatorRecords, EndWhereTheyEndWhateverTheirLengthFieldSays) {
                  "0B] | [01 D3 00 0A 01 07 12 34 00 01 00 02 00 03 32]");
 }
 
+TEST(SimulatorRecords, AreReadBackAsTheyWereWritten) {
+    const struct {
+        int revision;
+        std::uint8_t code;
+        std::size_t indexes, length, follow, size, zerosAt = 0, zeros = 0, paddedAt = 0, padded = 0;
+    } forms[] = {// clang-format off
+        {301, 0x1A, 1, 48, 48, 27, 18, 1}, {301, 0x15, 0, 148, 205, 184}, {149, 0x08, 1, 11, 8, 4},
+        {301, 0x13, 0, 92, 112, 91}, {150, 0x08, 1, 11, 11, 10}, {301, 0x17, 1, 47, 47, 26},
+        {301, 0x09, 1, 23, 23, 21}, {301, 0x0A, 0, 17, 17, 16}, {301, 0x18, 1, 38, 38, 17},
+        {149, 0x0B, 0, 36, 36, 35}, {150, 0x0B, 0, 64, 64, 53}, {301, 0x12, 0, 78, 78, 57},
+        {301, 0x14, 0, 55, 75, 54}, {301, 0x0E, 0, 31, 31, 20}, {301, 0x11, 0, 30, 30, 9},
+        {301, 0x05, 0, 9, 9, 8}, {301, 0x10, 0, 3, 4, 3}, {301, 0x07, 2, 9, 9, 8},
+        {301, 0x16, 0, 40, 117, 76, 0, 0, 53, 20}, {299, 0x04, 1, 447, 446, 439, 71, 10},
+        {300, 0x19, 1, 638, 638, 617, 71, 10}, {299, 0x06, 1, 27, 27, 26, 18, 1}};
+    // clang-format on
+    for (const auto &form : forms) {
+        Scene scene{Family::arkona, form.revision};
+        Bytes data(form.size, 1), written{0};
+        for (std::size_t i = 0; i < data.size(); ++i) {
+            const std::size_t value = i - form.zerosAt < form.zeros ? 0 : 7 * i + 5;
+            data[i] = static_cast<std::uint8_t>(i < form.indexes ? 1 : value);
+            written.resize(written.size() + (i - form.paddedAt < form.padded));
+            written.push_back(data[i]);
+        }
+        written.resize(form.follow);
+        const Bytes read(1 + form.indexes, 1);
+        EXPECT_EQ(scene.ask(form.code, form.length, written), Bytes{ack}) << int{form.code};
+        EXPECT_EQ(scene.ask(form.code, read.size(), read), encodeRecord(form.code, data));
+    }
+}
+
+TEST(SimulatorRecords, OfTheGeneratorItselfLive) {
+    Scene scene;
+    scene.play(
+        "+1000 => -, [01 01 00 01 01 04] => [01 01 00 07 07 D0 02 1D 00 00 00 FF], [01 01 00 07 00 "
+        "07 D1 02 1D 00 00 00] => NAK, [01 01 00 07 00 07 D1 01 01 18 00 FB] => NAK, [01 01 00 07 "
+        "00 07 E7 0C 1F 17 3B 74] => ACK, +60500 => -, [01 01 00 01 01 04] => [01 01 00 07 07 E8 "
+        "01 01 00 00 00 FA], !record datetime 0 2 13 => #not possible now: record datetime 0 2 13, "
+        "[01 38 00 01 00 01 3B] => ACK, !record bypass => #record bypass 0: 01, [01 38 00 01 01 "
+        "3B] => NAK, !record ioconfig 7 => #record ioconfig 7: 01 03 01 04 80 01 04 00, "
+        // The second error comes between two reads: the next entry is still the next.
+        "!error 12 => ER012 | #error 12, [01 02 00 01 01 05] => [01 02 00 15 04 01 0C 07 E8 01 01 "
+        "00 00 46 00 03 07 00 00 00 00 00 02 46 14 C6], KV200 => ER203 | KV150, [01 02 00 01 02 "
+        "06] => [01 02 00 15 04 01 0C 07 E8 01 01 00 00 46 00 03 07 00 00 00 00 00 02 46 14 C6], "
+        "[01 02 00 01 01 05] => [01 02 00 15 05 03 2E 07 D0 02 1C 03 3B 51 05 0C 0C FE 03 00 00 01 "
+        "02 5F 23 75], [01 02 00 01 03 07] => NAK, !latched 7 => EL007 | #latched 7, +1000 => "
+        "EL007, [01 02 00 01 00 04] => [01 02 00 15 06 01 07 07 E8 01 01 00 00 96 00 03 07 00 00 "
+        "00 00 00 02 46 14 13]");
+    for (int i = 0; i < 300; ++i) {
+        scene.outcomeOf("!error 9");
+    }
+    EXPECT_EQ(scene.outcomeOf("[01 02 00 01 01 05]").substr(0, 24), "[01 02 00 15 FF 00 00 00");
+}
+
 TEST(SimulatorRecords, AndTheMeterGoWrongAsTheyAreTold) {
     Scene{}.play(
         "!meter absent => #meter absent, DS => DS0, DT => DT0, !meter dead => #meter dead, "
@@ -283,7 +353,7 @@ TEST(SimulatorRecords, AndTheMeterGoWrongAsTheyAreTold) {
         "!short 99 => #short 99, !duplicate 100 => #duplicate 100, "
         "[01 0A 00 01 01 0D] => [01 18 00 00 19] | [01 18 00 00 19], "
         "!record density 0 16 1 => #density: INSTANCE 0 to 0; OFFSET 0 to 15; VALUE 0 to "
-        "255 | #usage: record NAME INSTANCE [OFFSET VALUE]");
+        "255 | #usage: record NAME [INSTANCE [OFFSET VALUE]]");
 }
 
 TEST(SimulatorProgram, AnswersAllThatAConsoleAsksInTurn) {

@@ -58,8 +58,10 @@ void TubeLoad::refresh(Milliseconds now) {
     m_Parameters.put("DA", rounded(m_Dose));
 }
 
-Radiography::Radiography(Parameters &parameters, TubeLoad &load, Output &output, double timeScale)
-    : m_Parameters(parameters), m_Load(load), m_Output(output), m_TimeScale(timeScale) {}
+Radiography::Radiography(Parameters &parameters, TubeLoad &load, Statistics &statistics,
+                         Output &output, double timeScale)
+    : m_Parameters(parameters), m_Load(load), m_Statistics(statistics), m_Output(output),
+      m_TimeScale(timeScale) {}
 
 bool Radiography::prep(Milliseconds now) {
     if (m_State != State::idle) {
@@ -167,6 +169,7 @@ void Radiography::endExposure(Milliseconds now) {
     }
     const double mas = ma * ms / 1000.0;
     m_Load.add(kv, mas, now);
+    m_Statistics.exposed(m_Parameters.value("TU"));
     tell(m_Parameters, m_Output, "XR", 0);
     m_Parameters.put("AP", rounded(mas));
     m_Parameters.put("AT", ms);
@@ -195,6 +198,7 @@ bool Fluoroscopy::stop(Milliseconds now) {
         const int length = seconds(now);
         m_SecondsBefore += length;
         m_Load.add(m_Parameters.value("FLK"), m_Parameters.value("FLM") * length / 10.0, now);
+        m_Statistics.fluoroscopied(now - m_StartedAt);
         tell(m_Parameters, m_Output, "FLX", 0);
         m_Output.print("fluoro off");
     }

@@ -1,6 +1,7 @@
 #ifndef TKSIM_EXPOSURE_H
 #define TKSIM_EXPOSURE_H
 
+#include "housekeeping.h"
 #include "output.h"
 #include "parameters.h"
 
@@ -53,7 +54,8 @@ class Radiography {
   public:
     /// `timeScale` stretches or shortens the real length of an exposure; what is told about it
     /// stays unscaled.
-    Radiography(Parameters &parameters, TubeLoad &load, Output &output, double timeScale);
+    Radiography(Parameters &parameters, TubeLoad &load, Statistics &statistics, Output &output,
+                double timeScale);
 
     /// The switch. False when it means nothing in the present state.
     bool prep(Milliseconds now);
@@ -82,6 +84,7 @@ class Radiography {
 
     Parameters &m_Parameters;
     TubeLoad &m_Load;
+    Statistics &m_Statistics;
     Output &m_Output;
     double m_TimeScale;
     State m_State = State::idle;
@@ -93,8 +96,8 @@ class Radiography {
 /// let go or the console ends them.
 class Fluoroscopy {
   public:
-    Fluoroscopy(Parameters &parameters, TubeLoad &load, Output &output)
-        : m_Parameters(parameters), m_Load(load), m_Output(output) {}
+    Fluoroscopy(Parameters &parameters, TubeLoad &load, Statistics &statistics, Output &output)
+        : m_Parameters(parameters), m_Load(load), m_Statistics(statistics), m_Output(output) {}
 
     bool start(Milliseconds now);
     bool stop(Milliseconds now);
@@ -120,6 +123,7 @@ class Fluoroscopy {
 
     Parameters &m_Parameters;
     TubeLoad &m_Load;
+    Statistics &m_Statistics;
     Output &m_Output;
     State m_State = State::idle;
     int m_SecondsBefore = 0;

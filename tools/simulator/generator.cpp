@@ -1,5 +1,8 @@
 #include "generator.h"
 
+#include "codes.h"
+#include "record_contents.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -81,9 +84,9 @@ void append(std::string &items, const std::string &item) {
 
 } // namespace
 
-Generator::Generator(Family family, int revision, double timeScale)
-    : m_Parameters(family, revision), m_Radiography(m_Parameters, m_Load, m_Output, timeScale),
-      m_Records(family) {}
+Generator::Generator(Family family, int revision, double timeScale, std::int64_t utc)
+    : m_Parameters(family, revision), m_Records(family, utc),
+      m_Radiography(m_Parameters, m_Load, m_Records.statistics(), m_Output, timeScale) {}
 
 void Generator::receive(const Frame &frame, Milliseconds now) {
     if (frame.kind == FrameKind::acknowledge || frame.kind == FrameKind::negative) {
@@ -91,7 +94,7 @@ void Generator::receive(const Frame &frame, Milliseconds now) {
     }
     if (frame.kind == FrameKind::record) {
         if (!m_RecordsMuted) {
-            m_Output.sendFrame(m_Records.answer(frame.bytes, revision()));
+            m_Output.sendFrame(m_Records.answer(frame.bytes, revision(), now));
         }
         return;
     }
@@ -116,18 +119,18 @@ void Generator::answer(const Row &row, std::string_view value, Milliseconds now)
     case Kind::fields:
     case Kind::density:
     case Kind::cutline:
-        return answerSetting(row, value);
+        return answerSetting(row, value, now);
     case Kind::reading:
         return answerValue(row, value);
     case Kind::handshake:
         return answerHandshake(row, value, now);
     case Kind::set:
-        return answerSet(row, value);
+        return answerSet(row, value, now);
     case Kind::reset:
         m_Load.clearDose();
         return m_Output.send(row.mnemonic);
     case Kind::program:
-        return answerProgram(value);
+        return answerProgram(value, now);
     case Kind::error:
         return echoedError(row, value);
     }
@@ -144,22 +147,22 @@ void Generator::answerValue(const Row &row, std::string_view value) {
     }
 }
 
-void Generator::answerSetting(const Row &row, std::string_view value) {
+void Generator::answerSetting(const Row &row, std::string_view value, Milliseconds now) {
     if (const auto wanted = number(value)) {
-        setValue(row, *wanted);
+        setValue(row, *wanted, now);
     } else if (const auto step = stepOf(value)) {
-        stepValue(row, *step);
+        stepValue(row, *step, now);
     } else {
         answerValue(row, value);
     }
 }
 
-void Generator::setValue(const Row &row, int wanted) {
+void Generator::setValue(const Row &row, int wanted, Milliseconds now) {
     const Parameters::Values before = m_Parameters.values();
     const bool inhibited = m_Radiography.exposing();
     const bool taken = !inhibited && m_Parameters.set(row, wanted);
     if (!taken) {
-        sendError(inhibited ? modeInhibited : row.limit);
+        sendError(inhibited ? modeInhibited : row.limit, now);
     }
     if (!m_AnswerByAck) {
         sendWithChanges(m_Parameters.item(row.mnemonic), {&row}, before);
@@ -169,17 +172,17 @@ void Generator::setValue(const Row &row, int wanted) {
     }
 }
 
-void Generator::stepValue(const Row &row, Parameters::Step step) {
+void Generator::stepValue(const Row &row, Parameters::Step step, Milliseconds now) {
     const Parameters::Values before = m_Parameters.values();
     if (m_Radiography.exposing()) {
-        sendError(modeInhibited);
+        sendError(modeInhibited, now);
     } else {
         m_Parameters.step(row, step);
     }
     sendWithChanges(m_Parameters.item(row.mnemonic), {&row}, before);
 }
 
-void Generator::answerSet(const Row &row, std::string_view value) {
+void Generator::answerSet(const Row &row, std::string_view value, Milliseconds now) {
     const bool configuration = row.mnemonic == "CD";
     const auto argument = number(value);
     if (!value.empty() && !(configuration && argument)) {
@@ -190,7 +193,7 @@ void Generator::answerSet(const Row &row, std::string_view value) {
         const int wanted = argument.value_or(m_Parameters.value("WS"));
         const int described = std::clamp(wanted, 1, workstations);
         if (described != wanted) {
-            sendError(invalidParameter);
+            sendError(invalidParameter, now);
         }
         m_Parameters.describeStation(described);
     }
@@ -217,7 +220,7 @@ void Generator::answerHandshake(const Row &row, std::string_view value, Millisec
     }
 }
 
-void Generator::answerProgram(std::string_view line) {
+void Generator::answerProgram(std::string_view line, Milliseconds now) {
     const Program program = parseProgram(line, m_Parameters);
     if (program.empty() || program.front().first->mnemonic != "WS") {
         m_Output.sendByte(nak);
@@ -225,10 +228,10 @@ void Generator::answerProgram(std::string_view line) {
     }
     const Parameters::Values before = m_Parameters.values();
     if (m_Radiography.exposing()) {
-        sendError(modeInhibited);
+        sendError(modeInhibited, now);
     } else {
         for (const Row *refused : m_Parameters.load(program)) {
-            sendError(refused->limit);
+            sendError(refused->limit, now);
         }
     }
     std::string items;
@@ -261,8 +264,22 @@ void Generator::echoedError(const Row &row, std::string_view value) {
     m_Output.print("latched " + std::to_string(*code) + " acknowledged");
 }
 
-void Generator::sendError(int code) {
+void Generator::sendError(int code, Milliseconds now) {
     m_Output.send(format(*find("ER"), code));
+    logError(code, now);
+}
+
+void Generator::logError(int code, Milliseconds now) {
+    const auto value = [this](std::string_view mnemonic) { return m_Parameters.value(mnemonic); };
+    Bytes technique{codeOf(maCodes, value("MA")), codeOf(masCodes, value("MX")),
+                    codeOf(timeCodes, value("MS"))};
+    technique.insert(technique.begin(), static_cast<std::uint8_t>(value("KV")));
+    for (const int each :
+         {value("FN"), value("WS") - 1, value("ET"), value("FO"), filmScreenNumber(value("FS")),
+          bits(value("FI")), value("FLK"), value("FLM")}) {
+        technique.push_back(static_cast<std::uint8_t>(each));
+    }
+    m_Records.logError(code, technique, now);
 }
 
 void Generator::advance(Milliseconds now) {
@@ -333,13 +350,14 @@ bool Generator::fluoro(bool on, Milliseconds now) {
     return m_Parameters.find("FLX") && m_Radiography.idle() && m_Fluoroscopy.start(now);
 }
 
-void Generator::error(int code) {
-    sendError(code);
+void Generator::error(int code, Milliseconds now) {
+    sendError(code, now);
     m_Output.print("error " + std::to_string(code));
 }
 
 void Generator::latched(int code, Milliseconds now) {
     m_Latched.push_back({code, 0, now});
+    logError(code, now);
     m_Output.print("latched " + std::to_string(code));
     advance(now);
 }
@@ -363,6 +381,11 @@ bool Generator::change(std::string_view mnemonic, int value) {
     sendWithChanges(m_Parameters.item(mnemonic), {row}, before);
     m_Output.print("set " + m_Parameters.item(mnemonic));
     return true;
+}
+
+void Generator::setMeter(Meter meter, Milliseconds now) {
+    m_Load.setMeter(meter);
+    m_Records.change(*findRecord("dapconfig", revision()), 0, 0, meter != Meter::none, now);
 }
 
 bool Generator::mute(std::string_view mnemonic) {

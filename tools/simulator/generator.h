@@ -13,7 +13,8 @@ namespace tksim {
 /// is no number, a mnemonic that its family lacks, and a record that its revision doesn't have.
 class Generator {
   public:
-    Generator(Family family, int revision, double timeScale);
+    /// `utc` is what its clock tells at time 0, in seconds since 1970.
+    Generator(Family family, int revision, double timeScale, std::int64_t utc);
 
     // The parts refer to each other.
     Generator(const Generator &) = delete;
@@ -29,7 +30,7 @@ class Generator {
     bool release(Milliseconds now);
     bool fluoro(bool on, Milliseconds now);
 
-    void error(int code);
+    void error(int code, Milliseconds now);
 
     /// Sends a latched error, and again every second until the console echoes it, five times at
     /// most.
@@ -46,7 +47,8 @@ class Generator {
     /// outcome the console can't know.
     void answerByAck(bool on) { m_AnswerByAck = on; }
 
-    void setMeter(Meter meter) { m_Load.setMeter(meter); }
+    /// Its record tells whether there is one.
+    void setMeter(Meter meter, Milliseconds now);
 
     /// Never again answers a query of a mnemonic, nor tells it among others; with "record" no
     /// record. False for a mnemonic that the generator doesn't have.
@@ -74,24 +76,25 @@ class Generator {
     void refresh(Milliseconds now);
     bool muted(const Row &row) const;
     void answer(const Row &row, std::string_view value, Milliseconds now);
-    void answerSetting(const Row &row, std::string_view value);
+    void answerSetting(const Row &row, std::string_view value, Milliseconds now);
     void answerValue(const Row &row, std::string_view value);
-    void answerSet(const Row &row, std::string_view value);
+    void answerSet(const Row &row, std::string_view value, Milliseconds now);
     void answerHandshake(const Row &row, std::string_view value, Milliseconds now);
-    void answerProgram(std::string_view line);
-    void setValue(const Row &row, int wanted);
-    void stepValue(const Row &row, Parameters::Step step);
+    void answerProgram(std::string_view line, Milliseconds now);
+    void setValue(const Row &row, int wanted, Milliseconds now);
+    void stepValue(const Row &row, Parameters::Step step, Milliseconds now);
     void echoedError(const Row &row, std::string_view value);
-    void sendError(int code);
+    void sendError(int code, Milliseconds now);
+    void logError(int code, Milliseconds now);
     void sendWithChanges(std::string items, std::vector<const Row *> rows,
                          const Parameters::Values &before);
 
     Output m_Output;
     Parameters m_Parameters;
+    Records m_Records;
     TubeLoad m_Load{m_Parameters};
     Radiography m_Radiography;
-    Fluoroscopy m_Fluoroscopy{m_Parameters, m_Load, m_Output};
-    Records m_Records;
+    Fluoroscopy m_Fluoroscopy{m_Parameters, m_Load, m_Records.statistics(), m_Output};
     std::vector<LatchedError> m_Latched;
     std::vector<const Row *> m_Muted;
     bool m_RecordsMuted = false;

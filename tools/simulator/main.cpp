@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -322,6 +323,7 @@ int main(int argc, char **argv) try {
     if (arguments.family == "brn450") {
         arguments.simulator.family = Family::brn450;
     }
+    arguments.simulator.utc = std::time(nullptr);
     prepareSignals();
     Program(arguments).run();
     return 0;

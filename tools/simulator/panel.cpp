@@ -86,7 +86,7 @@ const std::vector<Simulator::Command> &Simulator::commands() {
         {"latched", " NUMBER", "send a latched error until it is echoed", &Self::latched},
         {"set", " MNEMONIC VALUE", "change a value at the panel and tell the console", &Self::set},
         {"show", "", "print all values", &Self::show},
-        {"record", " NAME INSTANCE [OFFSET VALUE]", "print a record, or change one of its bytes",
+        {"record", " NAME [INSTANCE [OFFSET VALUE]]", "print a record, or change one of its bytes",
          &Self::record},
         {"meter", " present|absent|slow|dead", "have a dose meter or none", &Self::meter},
         {"mute", " MNEMONIC|record", "never answer that query, or any record", &Self::mute},
@@ -159,12 +159,12 @@ Simulator::Outcome Simulator::fluoro(const Words &words, Milliseconds now) {
     return m_Generator.fluoro(*on, now) ? Outcome::done : Outcome::notNow;
 }
 
-Simulator::Outcome Simulator::error(const Words &words, Milliseconds) {
+Simulator::Outcome Simulator::error(const Words &words, Milliseconds now) {
     const auto code = numberAt(words, 1, 1, 255);
     if (!code) {
         return Outcome::misused;
     }
-    m_Generator.error(*code);
+    m_Generator.error(*code, now);
     return Outcome::done;
 }
 
@@ -200,14 +200,15 @@ Simulator::Outcome Simulator::answerByAck(const Words &words, Milliseconds) {
     return Outcome::done;
 }
 
-Simulator::Outcome Simulator::record(const Words &words, Milliseconds) {
+Simulator::Outcome Simulator::record(const Words &words, Milliseconds now) {
     const RecordRow *row = findRecord(std::string_view(words[1]), m_Generator.revision());
     if (!row) {
         print("no record is called " + words[1] + "; there are " +
               recordNames(m_Generator.revision()));
         return Outcome::misused;
     }
-    const auto instance = numberAt(words, 2, 0, static_cast<int>(row->instances()) - 1);
+    const auto instance =
+        words.size() > 2 ? numberAt(words, 2, 0, static_cast<int>(row->instances()) - 1) : 0;
     const auto offset = numberAt(words, 3, 0, static_cast<int>(row->size) - 1);
     const auto value = numberAt(words, 4, 0, 255);
     if (!instance || (words.size() > 3 && !(offset && value))) {
@@ -215,24 +216,29 @@ Simulator::Outcome Simulator::record(const Words &words, Milliseconds) {
               "; OFFSET 0 to " + std::to_string(row->size - 1) + "; VALUE 0 to 255");
         return Outcome::misused;
     }
-    Bytes &data = *m_Generator.records().find(*row, static_cast<std::size_t>(*instance));
-    if (offset) {
-        data[static_cast<std::size_t>(*offset)] = static_cast<std::uint8_t>(*value);
+    const auto place = static_cast<std::size_t>(*instance);
+    Records &records = m_Generator.records();
+    if (!offset) {
+        const Bytes &data = *records.find(*row, place, now);
+        print("record " + words[1] + " " + std::to_string(place) + ": " +
+              hexadecimal(data, data.size()));
+    } else if (records.change(*row, place, static_cast<std::size_t>(*offset),
+                              static_cast<std::uint8_t>(*value), now)) {
         printSetting(words);
     } else {
-        print("record " + words[1] + " " + words[2] + ": " + hexadecimal(data, data.size()));
+        return Outcome::notNow;
     }
     return Outcome::done;
 }
 
-Simulator::Outcome Simulator::meter(const Words &words, Milliseconds) {
+Simulator::Outcome Simulator::meter(const Words &words, Milliseconds now) {
     constexpr std::pair<const char *, Meter> meters[] = {{"present", Meter::present},
                                                          {"absent", Meter::none},
                                                          {"slow", Meter::slow},
                                                          {"dead", Meter::dead}};
     for (const auto &[name, meter] : meters) {
         if (words[1] == name) {
-            m_Generator.setMeter(meter);
+            m_Generator.setMeter(meter, now);
             printSetting(words);
             return Outcome::done;
         }

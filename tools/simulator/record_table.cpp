@@ -1,5 +1,7 @@
 #include "record_table.h"
 
+#include "record_contents.h"
+
 #include <algorithm>
 
 namespace tksim {
@@ -9,91 +11,40 @@ namespace {
 constexpr Revisions all{};
 constexpr Revisions below150{0, 149};
 constexpr Revisions below300{0, 299};
-constexpr Revisions from150{150, 299};
+constexpr Revisions from150{150, 9999};
+constexpr Revisions from150Below300{150, 299};
 constexpr Revisions from300{300, 9999};
-
-constexpr std::size_t digitalReceptor = 4;
-constexpr int functionalOfDigital = 2;
-constexpr int interfaceOfDigital = 2;
-
-/// Film screens of each channel, one bit each; the last channel has a digital receptor and none.
-constexpr std::uint8_t filmScreens[]{7, 5, 2, 0};
-constexpr std::uint8_t media[]{0, 0, 0, 1};
-
-std::uint8_t byte(int value) {
-    return static_cast<std::uint8_t>(value);
-}
-
-/// Digits as the text protocol has them: 101 for bits 2 and 0.
-int bits(int digits) {
-    return digits / 100 % 10 * 4 + digits / 10 % 10 * 2 + digits % 10;
-}
-
-/// Copies what the form has room for.
-template <std::size_t size>
-void begin(Bytes &data, const std::uint8_t (&start)[size]) {
-    std::copy_n(start, std::min(size, data.size()), data.begin());
-}
-
-/// One for each workstation, as its settings are.
-void fillReceptor(Bytes &data, std::size_t instance, Family family) {
-    const Station here = station(static_cast<int>(instance) + 1, family);
-    const bool digital = instance == digitalReceptor;
-    const int backupMode = here.aecChannel == 0 ? 0 : here.aecChannel % 2 == 0 ? 2 : 1;
-    const std::uint8_t start[] = {
-        0, byte(here.tube), byte(here.tomography), byte(here.fluoroscopy), byte(here.serial),
-        byte(here.aecChannel), byte(digital ? interfaceOfDigital : 0),
-        // hang times, last image hold, memory, backup time of tomography, automatic focus
-        5, 10, byte(here.fluoroscopy), 0, byte(here.tomography * 20), 1,
-        // backup: mode, mAs, ms; then kV, mA, a reserved byte, ms
-        byte(backupMode), 20, 15, 70, 0, 0, 7,
-        // technique, focus, density, film screen (0, 1, 2 for 1, 10, 100), fields
-        0, 0, 0, byte(bits(here.filmScreen) / 2), byte(bits(here.fields)),
-        byte(digital ? functionalOfDigital : 0), 0};
-    begin(data, start);
-}
-
-void fillAecBelow300(Bytes &data, std::size_t instance, Family) {
-    // film screens, fields, chamber type, compensation of the fields (signed), gains
-    const std::uint8_t start[] = {0, filmScreens[instance], 7, 1, 0xFE, 0, 2, 100, 110, 120};
-    begin(data, start);
-}
-
-void fillAecFrom300(Bytes &data, std::size_t instance, Family) {
-    const std::uint8_t start[] = {
-        0, 1, media[instance], 7, filmScreens[instance],
-        // compensation of the fields (signed); gains of the film screens, then the digital one
-        0xFE, 0, 2, 0x03, 0xE8, 0x04, 0x4C, 0x04, 0xB0, 0x05, 0x14,
-        // digital curve; compensation of the magnifications
-        byte(static_cast<int>(instance)), 10, 11, 12, 20, 21, 22, 30, 31, 32};
-    begin(data, start);
-}
-
-void fillTable(Bytes &data, std::size_t, Family) {
-    constexpr std::size_t guidance = 7;
-    constexpr std::size_t filter = guidance + 32;
-    constexpr std::string_view guidanceText = "TABLE IN POSITION";
-    constexpr std::string_view filterText = "0.1 MM CU";
-    // tilt and rotation of the arm, tilts of the main arm and the table top, distance, heights
-    const std::uint8_t start[] = {0xFB, 10, 0, 15, 110, 90, 0xEC};
-    std::fill(data.begin(), data.end(), std::uint8_t{0});
-    begin(data, start);
-    std::copy(guidanceText.begin(), guidanceText.end(), data.begin() + guidance);
-    std::copy(filterText.begin(), filterText.end(), data.begin() + filter);
-}
 
 // clang-format off
 constexpr RecordRow rows[] = {
     {"receptor", 0x06, below300, {6}, 26, {27, 27}, {18, 1}, Form::usual, fillReceptor},
     {"receptor", 0x1A, from300, {6}, 27, {48, 48}, {18, 1}, Form::usual, fillReceptor},
     {"aec", 0x08, below150, {4}, 4, {11, 8}, {}, Form::usual, fillAecBelow300},
-    {"aec", 0x08, from150, {4}, 10, {11, 11}, {}, Form::usual, fillAecBelow300},
+    {"aec", 0x08, from150Below300, {4}, 10, {11, 11}, {}, Form::usual, fillAecBelow300},
     {"aec", 0x17, from300, {4}, 26, {47, 47}, {}, Form::usual, fillAecFrom300},
     {"calibration", 0x09, all, {3}, 21, {23, 23}},
     {"density", 0x0A, all, {}, 16, {17, 17}},
     {"digital", 0x18, all, {4}, 17, {38, 38}},
     {"table", 0xC8, all, {}, 52, {}, {}, Form::readOnly, fillTable},
     {"chamber", 0xD3, all, {4}, 10, {10, 10}, {}, Form::inTurn},
+    {"tube", 0x04, below300, {2}, 439, {447, 446}, {71, 10}, Form::usual, fillTube},
+    {"tube", 0x19, from300, {2}, 617, {638, 638}, {71, 10}, Form::usual, fillTube},
+    {"fluorosetup", 0x0B, below150, {}, 35, {36, 36}, {}, Form::usual, fillFluoroSetup},
+    {"fluorosetup", 0x0B, from150, {}, 53, {64, 64}, {}, Form::usual, fillFluoroSetup},
+    {"generalfluoro", 0x11, all, {}, 9, {30, 30}, {}, Form::usual, fillGeneralFluoro},
+    {"fluororad", 0x12, all, {}, 57, {78, 78}, {}, Form::usual, fillFluoroRad},
+    {"continuousfluoro", 0x13, all, {}, 91, {92, 112}, {}, Form::usual, fillContinuousFluoro},
+    {"highlevelfluoro", 0x14, all, {}, 54, {55, 75}, {}, Form::usual, fillHighLevelFluoro},
+    {"pulsefluoro", 0x15, all, {}, 184, {148, 205}, {}, Form::usual, fillPulseFluoro},
+    {"hlfpulsefluoro", 0x16, all, {}, 76, {40, 117}, {}, Form::usual, fillHlfPulseFluoro, {53, 20}},
+    {"datetime", 0x01, all, {}, 7, {7, 7}, {}, Form::clock},
+    {"errorlog", 0x02, all, {}, 21, {}, {}, Form::log},
+    {"statistics", 0x03, all, {}, 16, {}, {}, Form::counters, fillStatistics},
+    {"genlimits", 0x05, all, {}, 8, {9, 9}, {}, Form::usual, fillLimits},
+    {"gentype", 0x10, all, {}, 3, {3, 4}, {}, Form::usual, fillType},
+    {"ioconfig", 0x07, all, {6, 4}, 8, {9, 9}, {}, Form::usual, fillInputsOutputs},
+    {"dapconfig", 0x0E, all, {}, 20, {31, 31}, {}, Form::usual, fillDapMeter},
+    {"bypass", 0x38, all, {}, 1, {1, 2}, {}, Form::writeOnly, fillZeros},
 };
 // clang-format on
 
@@ -114,12 +65,17 @@ constexpr bool everyRevisionHasOneForm() {
     return true;
 }
 
+constexpr bool hasWrite(Form form) {
+    return form != Form::readOnly && form != Form::log && form != Form::counters;
+}
+
 constexpr bool everySizeIsSound() {
     for (const RecordRow &row : rows) {
-        const bool written = row.form != Form::readOnly;
+        const bool written = hasWrite(row.form);
         if (row.zeros.offset + row.zeros.count > row.size || row.size < row.indexBytes() ||
             written != (row.write.length > 0) ||
-            (written && row.write.follow <= row.indexBytes())) {
+            (written && row.write.follow <= row.indexBytes()) ||
+            (row.padded.count > 0 && row.write.follow <= row.size + row.padded.count)) {
             return false;
         }
     }

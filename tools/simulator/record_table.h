@@ -10,9 +10,13 @@ namespace tksim {
 
 /// How the console asks for a record, and writes it.
 enum class Form {
-    usual,    ///< behind a byte that is 1 in a read, which names the instance, and 0 in a write
-    readOnly, ///< behind a byte that is always 0; there is no write
-    inTurn    ///< without that byte: a read brings nothing at all and gets the instances in turn
+    usual,     ///< behind a byte that is 1 in a read, which names the instance, and 0 in a write
+    readOnly,  ///< behind a byte that is always 0; there is no write
+    writeOnly, ///< behind a byte that is always 0; there is no read
+    inTurn,    ///< without that byte: a read brings nothing at all and gets the instances in turn
+    clock,     ///< as usual, but the data runs on, and a write has to be a date
+    log,       ///< behind a byte that tells which entry is read; there is no write
+    counters   ///< behind a byte that is 0 in a read and else names the counter to be set back
 };
 
 struct Revisions {
@@ -24,8 +28,13 @@ struct Write {
     std::size_t length = 0, follow = 0;
 };
 
-struct Zeros {
+/// Some bytes of a record's data.
+struct Span {
     std::size_t offset = 0, count = 0;
+
+    constexpr bool has(std::size_t place) const {
+        return place >= offset && place < offset + count;
+    }
 };
 
 /// One form of one record. Its data is what a reply carries, index bytes first. A write carries the
@@ -37,11 +46,13 @@ struct RecordRow {
     std::array<std::size_t, 2> index; ///< values of each index byte; 0 where there is none
     std::size_t size;                 ///< bytes of its data
     Write write{};
-    Zeros zeros{}; ///< bytes of the data that stand for nothing
+    Span zeros{}; ///< bytes that stand for nothing
     Form form = Form::usual;
 
     /// Fills in what the generator holds at its start. Without it the bytes count up.
     void (*fill)(Bytes &data, std::size_t instance, Family family) = nullptr;
+
+    Span padded{}; ///< bytes that a write carries behind a zero byte each
 
     constexpr std::size_t indexBytes() const { return (index[0] > 0) + (index[1] > 0); }
     constexpr std::size_t instances() const {
@@ -49,9 +60,6 @@ struct RecordRow {
     }
     constexpr bool spokenAt(int revision) const {
         return revisions.first <= revision && revision <= revisions.last;
-    }
-    constexpr bool reserved(std::size_t offset) const {
-        return offset >= zeros.offset && offset < zeros.offset + zeros.count;
     }
 };
 

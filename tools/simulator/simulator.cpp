@@ -5,7 +5,7 @@
 namespace tksim {
 
 Simulator::Simulator(const Options &options)
-    : m_Generator(options.family, options.revision, options.timeScale),
+    : m_Generator(options.family, options.revision, options.timeScale, options.utc),
       m_Misbehaviour(options.seed), m_Trace(options.trace) {}
 
 void Simulator::receive(const std::uint8_t *bytes, std::size_t count, Milliseconds now) {

@@ -18,6 +18,7 @@ class Simulator {
         double timeScale = 1;
         std::uint32_t seed = 1;
         bool trace = false;
+        std::int64_t utc = 0; ///< what the clock tells at time 0, in seconds since 1970
     };
 
     /// What a command asks of the program around the simulator.
