@@ -19,7 +19,7 @@ class TKGEN_EXPORT TkBinary_DateTime : public TkBinaryInterface {
     TKGEN_PROPERTY(unsigned char, Sec);   ///< 0 to 59; told by the generator, and never sent
 };
 
-/// One entry of the generator's error log, with the technique in force when the error came. Each
+/// One entry of the generator's error log, with a date and a technique. Each
 /// read brings another entry: the first read of an object brings the first one, and every further
 /// read the one that follows.
 ///
@@ -70,7 +70,7 @@ class TKGEN_EXPORT TkBinary_Statistics : public TkBinaryInterface {
 
   public:
     // Selects a counter for the next write, or with false no longer. A write resets one counter,
-    // of several the last in this order, and forgets all selections. Without any it reads.
+    // of several the last in this order, and forgets all selections. A write without any is a read.
     void resetTube1Exposures(bool reset);
     void resetTube2Exposures(bool reset);
     void resetFluoroHours(bool reset);
@@ -78,7 +78,7 @@ class TKGEN_EXPORT TkBinary_Statistics : public TkBinaryInterface {
     TKGEN_READ_ONLY(unsigned int, Tube1Exposures);
     TKGEN_READ_ONLY(unsigned int, Tube2Exposures);
     TKGEN_READ_ONLY(unsigned int, FluoroHours);
-    TKGEN_READ_ONLY(unsigned int, GeneratorExposures); ///< of both tubes; can't be reset
+    TKGEN_READ_ONLY(unsigned int, GeneratorExposures); ///< can't be reset
 
   private:
     static constexpr std::size_t RESETS = 3;
@@ -89,7 +89,8 @@ class TKGEN_EXPORT TkBinary_Statistics : public TkBinaryInterface {
 
 /// Limits of power, mA and mAs. The mA and mAs fields hold codes of preferred numbers on the line,
 /// and show and take the numbers: 100, 125, 160, ... 10000 for mA, 5, 6, 8, ... 10000 for mAs. Any
-/// other number becomes the lowest. An assignment leaves the validity as it is.
+/// other number becomes the lowest. A code that stands for none is shown as 0, and goes out again
+/// as it came. An assignment leaves the validity as it is.
 class TKGEN_EXPORT TkBinary_GenLimits : public TkBinaryInterface {
     TKGEN_RECORD(TkBinary_GenLimits);
 

@@ -26,7 +26,7 @@ class TKGEN_EXPORT TkBinaryInterface {
 
   protected:
     /// The whole frame, checksum included, that reads the record (mode 998) or writes it (any other
-    /// mode, as a rule 999). The record isn't valid any more.
+    /// mode, as a rule 999). The record isn't valid any more, unless it tells otherwise.
     virtual std::vector<unsigned char> generateCommand(int mode) = 0;
 
     /// Fills the record from a whole frame of the generator's and makes it valid. What is missing
@@ -35,7 +35,8 @@ class TKGEN_EXPORT TkBinaryInterface {
     virtual bool receiveMsg(std::vector<unsigned char> *frame) = 0;
 
   public:
-    /// Whether the record holds what the generator sent last, and nothing has changed it since.
+    /// Whether the record holds what the generator sent last. A request, a write and an assignment
+    /// end that, unless it is told otherwise beside the record.
     virtual bool isValid() = 0;
 
     /// Makes the record not valid, for all its instances. Its fields stay.

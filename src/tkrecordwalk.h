@@ -67,13 +67,13 @@ struct Data {
     std::size_t size = 0;
 };
 
-/// What a frame of the generator's carries. The last byte is the sum, and never data, whatever the
-/// length says.
+/// What a frame of the generator's carries: all between its head and its last byte, the sum. The
+/// length has told where it ends, and isn't asked again.
 inline Data dataOf(const std::vector<unsigned char> &frame) {
     if (frame.size() <= HEAD) {
         return {};
     }
-    return {frame.data() + HEAD, std::min(lengthOf(frame), frame.size() - HEAD - 1)};
+    return {frame.data() + HEAD, frame.size() - HEAD - 1};
 }
 
 /// Appends a request for a record, or its fields, to a frame.

@@ -185,6 +185,7 @@ const std::map<char, Kind> kinds{
     {'i', {1, 1, [](long raw) -> long { return static_cast<signed char>(raw); }}},
     {'W', {2, 2}},
     {'S', {2, 2, [](long raw) -> long { return static_cast<short>(raw); }}},
+    {'o', {1, 1}}, // shown only
     {'w', {1, 2}}, // wider in a write
     {'r', {1, 0}}, // in a reply alone, and so a counter of three bytes behind one for nothing
     {'C', {4, 0, [](long raw) { return raw & 0xFFFFFF; }}},
@@ -270,6 +271,13 @@ void checkWrite(const Wire &wire, Make make, const Bytes &one, const Bytes &othe
     Values wanted = record->shown();
     const bool silent = record->read() == Bytes{0}; // and so written is valid: no reply would tell
     FieldList fields = record->fields();
+    std::size_t at = 0;
+    wire.visit([&](char name, const Kind &) {
+        if (name != '.' && name != '_') {
+            const bool shownOnly = name == 'o' || name == 'C' || wire.write.empty();
+            EXPECT_EQ(fields[at++].set == nullptr, shownOnly) << at;
+        }
+    });
     for (std::size_t i = 0; i < wanted.size(); ++i) {
         EXPECT_TRUE(record->receive(one) && record->base().isValid());
         if (fields[i].set != nullptr) {
@@ -369,9 +377,10 @@ TEST(Records, OfTubesAreAsTheWireHasThem) {
 
 TEST(Records, OfFluoroscopyAreAsTheWireHasThem) {
     for (const int revision : {0, 149}) {
-        check<FluoroSetup>({revision, {1, 11, 0, 1, 1, 14}, {1, 11, 0, 36, 0}, "17u 3W 12u"});
+        check<FluoroSetup>({revision, {1, 11, 0, 1, 1, 14}, {1, 11, 0, 36, 0}, "17u 3W o 6u o 4u"});
     }
-    check<FluoroSetup>({150, {1, 11, 0, 1, 1, 14}, {1, 11, 0, 64, 0}, "17u 3W 30u 10_"});
+    check<FluoroSetup>(
+        {150, {1, 11, 0, 1, 1, 14}, {1, 11, 0, 64, 0}, "17u 3W o 6u o 14u 7o u 10_"});
     check<General>({0, {1, 17, 0, 1, 1, 20}, {1, 17, 0, 30, 0}, "9u 20_"});
     check<FluoroRad>({0, {1, 18, 0, 1, 1, 21}, {1, 18, 0, 78, 0}, "57u 20_"});
     check<Continuous>({0, {1, 19, 0, 1, 1, 22}, {1, 19, 0, 92, 0}, "4S u i W u i 77u 20_"});
@@ -449,8 +458,13 @@ TEST(Records, HaveCodesForPreferredNumbersAndNoOthers) {
     EXPECT_EQ((Values{meter.Enabled, meter.Printer, meter.write()[5]}), (Values{0, 0, 2}));
     meter.Printer = 200;
     meter.Test1 = 0x12345;
-    EXPECT_EQ((Values{meter.Printer, meter.write()[15], meter.write()[16], meter.Test1}),
-              (Values{1, 0x23, 0x45, 0x12345}));
+    EXPECT_EQ((Values{meter.Printer, meter.write()[15], meter.write()[16]}),
+              (Values{1, 0x23, 0x45}));
+    for (auto *wide : {&meter.Calibration1, &meter.Calibration2, &meter.Test1, &meter.Test2,
+                       &meter.AccumAlarm, &meter.RateAlarm}) {
+        *wide = 0x12345;
+        EXPECT_EQ(*wide, 0x12345U);
+    }
 }
 
 } // namespace
