@@ -114,7 +114,9 @@ class TKGEN_EXPORT TkBinary_AECDensity : public TkBinaryInterface {
 /// operations below work on the current channel.
 ///
 /// A read names no channel, its reply does, and makes it the current one: four reads bring all
-/// four. Only mode 999 writes; any other mode reads.
+/// four. A read ends the validity of the channel that is current then: to have all four valid, call
+/// setChannel with a number that is no channel's before each. Only mode 999 writes; any other mode
+/// reads.
 class TKGEN_EXPORT TkBinary_SCAEC_ChamberSetup : public TkBinaryInterface {
     TKGEN_RECORD(TkBinary_SCAEC_ChamberSetup);
 
@@ -151,10 +153,10 @@ class TKGEN_EXPORT TkBinary_SCAEC_ChamberSetup : public TkBinaryInterface {
         unsigned short int dsaGain = 0;
     };
 
-    void turnToChannel();
+    std::size_t instance() const;
     template <class Value>
     void set(Value Chamber::*field, Value value);
-    const Chamber &current() const { return m_Chambers[currentFlag()]; }
+    const Chamber &current() const { return m_Chambers[instance()]; }
 
     unsigned char m_nChannel = 0;
     Chamber m_Chambers[CHANNELS + 1]; // the last belongs to no channel

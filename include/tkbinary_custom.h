@@ -9,10 +9,10 @@
 /// A record that the application describes itself, for those that the library has no class for: a
 /// command code, and variables in the order of the wire.
 ///
-///     TkBinary_Custom switches;
-///     switches.setCommand(0x38);
-///     switches.addVariable(static_cast<unsigned char>(0), false, true);
-///     switches.addVariable(static_cast<unsigned char>(1), false, true);
+///     TkBinary_Custom shutter;
+///     shutter.setCommand(0x61);
+///     shutter.addVariable(static_cast<unsigned char>(2), true, true);
+///     shutter.addVariable(static_cast<short int>(-40), false, true);
 ///
 /// There is no direction byte. A parameter byte stands in its place if that is switched on: 1 in
 /// reads and 0 in writes make of it what most records have. The length field counts the parameter
@@ -41,7 +41,8 @@ class TKGEN_EXPORT TkBinary_Custom : public TkBinaryInterface {
 
     // Appends a variable: a number as wide as its type, high byte first. `inRead` and `inWrite`
     // tell which of the two forms send it. A record holds 65534 bytes of variables, as many as a
-    // length field can tell beside a parameter; one that goes beyond isn't added, as count() shows.
+    // length field can tell beside a parameter; one that
+    // goes beyond, or for which there is no memory, isn't added, as count() shows.
     void addVariable(char value, bool inRead, bool inWrite);
     void addVariable(unsigned char value, bool inRead, bool inWrite);
     void addVariable(short int value, bool inRead, bool inWrite);

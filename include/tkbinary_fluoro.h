@@ -13,7 +13,7 @@
 /// Neither changes the record's validity, while an assignment to a field ends it. The tables of
 /// limits have two rows: row 0 is the first, and every other number the second.
 
-/// The fluoroscopy setup of the older form. From revision 150 on it also carries what stands from
+/// The fluoroscopy setup. From revision 150 on it also carries what stands from
 /// `PF_On` on; below, those fields keep their values. The fields that can't be assigned go out
 /// again in a write as they came.
 class TKGEN_EXPORT TkBinary_FluoroSetup : public TkBinaryInterface {
@@ -21,9 +21,9 @@ class TKGEN_EXPORT TkBinary_FluoroSetup : public TkBinaryInterface {
 
     TKGEN_PROPERTY(unsigned char, MinFluoroKv); ///< lowest tube voltage
     TKGEN_PROPERTY(unsigned char, IIModes);     ///< modes of the image intensifier
-    TKGEN_PROPERTY(unsigned char, FRKvLimit);   ///< kV taken over from fluoroscopy to rad, limit
-    TKGEN_PROPERTY(unsigned char, FRKvTrans);   ///< the same, transfer
-    TKGEN_PROPERTY(unsigned char, ABSDose1);    ///< dose under ABS
+    TKGEN_PROPERTY(unsigned char, FRKvLimit);
+    TKGEN_PROPERTY(unsigned char, FRKvTrans);
+    TKGEN_PROPERTY(unsigned char, ABSDose1); ///< dose under ABS
     TKGEN_PROPERTY(unsigned char, ABSDose2);
     TKGEN_PROPERTY(unsigned char, ABSDose3);
     TKGEN_PROPERTY(unsigned char, ABSDose4);
@@ -40,7 +40,7 @@ class TKGEN_EXPORT TkBinary_FluoroSetup : public TkBinaryInterface {
     TKGEN_PROPERTY(unsigned short int, DoseLevel1);
     TKGEN_PROPERTY(unsigned short int, DoseLevel2);
     TKGEN_READ_ONLY(unsigned char, Auto_MAKV_CurveLimit);
-    TKGEN_PROPERTY(unsigned char, Auto_MAKV_Curve); ///< curve of mA over kV
+    TKGEN_PROPERTY(unsigned char, Auto_MAKV_Curve);
     TKGEN_PROPERTY(unsigned char, ABS_Channel);
     TKGEN_PROPERTY(unsigned char, ABS_Default);
     TKGEN_PROPERTY(unsigned char, HLF); ///< high-level fluoroscopy
@@ -125,7 +125,7 @@ class TKGEN_EXPORT TkBinary_ContinuousFluoro : public TkBinaryInterface {
     TKGEN_CURVES(unsigned char, CurveData, 3, 10);
     TKGEN_LIMITS(unsigned char, ManualLimitData, 10);
     TKGEN_LIMITS(unsigned char, ABSLimitData, 10);
-    TKGEN_PROPERTY(unsigned char, mag1_ma_multipler); ///< mA at magnification 1
+    TKGEN_PROPERTY(unsigned char, mag1_ma_multipler); ///< for magnification 1
     TKGEN_PROPERTY(unsigned char, mag2_ma_multipler);
     TKGEN_PROPERTY(unsigned char, mag3_ma_multipler);
 };
@@ -138,7 +138,7 @@ class TKGEN_EXPORT TkBinary_HighLevelFluoro : public TkBinaryInterface {
     TKGEN_PROPERTY(unsigned short int, ma_factor);
     TKGEN_ABS_LEVELS;
     TKGEN_LIMITS(unsigned short int, LimitData, 10);
-    TKGEN_PROPERTY(unsigned char, mag1_ma_multipler); ///< mA at magnification 1
+    TKGEN_PROPERTY(unsigned char, mag1_ma_multipler); ///< for magnification 1
     TKGEN_PROPERTY(unsigned char, mag2_ma_multipler);
     TKGEN_PROPERTY(unsigned char, mag3_ma_multipler);
 };
@@ -166,12 +166,12 @@ class TKGEN_EXPORT TkBinary_PulseFluoro : public TkBinaryInterface {
     TKGEN_CURVES(unsigned char, MsCurveData, 3, 10);
     TKGEN_LIMITS(unsigned short int, MaLimitData, 10);
     TKGEN_LIMITS(unsigned char, MsLimitData, 10);
-    TKGEN_PROPERTY(char, abs_comp_1pps); ///< compensation at 1 pulse a second
+    TKGEN_PROPERTY(char, abs_comp_1pps); ///< for 1 pulse a second
     TKGEN_PROPERTY(char, abs_comp_3pps);
     TKGEN_PROPERTY(char, abs_comp_7pps);
     TKGEN_PROPERTY(char, abs_comp_15pps);
     TKGEN_PROPERTY(char, abs_comp_30pps);
-    TKGEN_PROPERTY(unsigned char, mag1_ms_multipler); ///< ms at magnification 1
+    TKGEN_PROPERTY(unsigned char, mag1_ms_multipler); ///< for magnification 1
     TKGEN_PROPERTY(unsigned char, mag2_ms_multipler);
     TKGEN_PROPERTY(unsigned char, mag3_ms_multipler);
 };
@@ -186,9 +186,12 @@ class TKGEN_EXPORT TkBinary_HLF_PulseFluoro : public TkBinaryInterface {
     TKGEN_ABS_LEVELS;
     TKGEN_LIMITS(unsigned short int, MaLimitData, 10);
     TKGEN_LIMITS(unsigned char, MsLimitData, 10);
-    TKGEN_PROPERTY(unsigned char, mag1_ms_multipler); ///< ms at magnification 1
+    TKGEN_PROPERTY(unsigned char, mag1_ms_multipler); ///< for magnification 1
     TKGEN_PROPERTY(unsigned char, mag2_ms_multipler);
     TKGEN_PROPERTY(unsigned char, mag3_ms_multipler);
 };
+
+#undef TKGEN_ABS_LEVELS
+#undef TKGEN_ABS_CURVES
 
 #endif

@@ -19,6 +19,8 @@
 ///
 /// A record has no lock. From transmitBinaryMsg until the answer has come it belongs to the engine:
 /// it must not be touched nor destroyed, and isValid alone may be called, from any thread.
+///
+/// Fields with a sign are `char`, which has one where the compiler gives it one.
 class TKGEN_EXPORT TkBinaryInterface {
   public:
     TkBinaryInterface(const TkBinaryInterface &) = delete;
@@ -44,7 +46,7 @@ class TKGEN_EXPORT TkBinaryInterface {
 
     virtual ~TkBinaryInterface() = default;
 
-    /// The frame's command code. 0 before the first frame of a record whose code depends on the
+    /// The frame's command code. 0 before the first frame of a record whose form depends on the
     /// generator's revision.
     int getCommand() const { return m_nCommand; }
 
@@ -75,8 +77,12 @@ class TKGEN_EXPORT TkBinaryInterface {
     void setFlag(bool valid, std::size_t flag);
     void clearFlags();
 
-    /// The flag that stands for the instance in use: the first, but for a record with several,
-    /// which turns to another.
+    /// The flag that stands for the instance that the fields tell of. A record with several flags
+    /// hides this.
+    std::size_t instance() const { return 0; }
+
+    /// The flag that isValid tells. It follows the instance: at once when the application turns to
+    /// another, and once all fields are in when a reply does, so that none is shown too early.
     std::size_t currentFlag() const { return m_nCurrent; }
     void turnTo(std::size_t flag) { m_nCurrent = flag; }
 
@@ -228,8 +234,8 @@ class TKGEN_EXPORT TkBinaryInterface {
         this, &m_p##Name, &Record::_rp_##Name, &Record::_wp_##Name                                 \
     }
 
-/// A table of rows, behind `getName(row, index)` and `setName(row, index, value)`. A get outside
-/// the table gives 0, a set outside it does nothing; neither touches the record's validity.
+/// A table of rows, behind `getName(row, index)` and `setName(row, index, value)`, which never
+/// leave it.
 #define TKGEN_CURVES(Type, Name, Rows, Size) TKGEN_ROWS(Type, Name, Rows, Size, unsigned char, row)
 
 /// The same with two rows: row 0 is the first, and every other number the second.

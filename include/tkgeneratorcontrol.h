@@ -64,7 +64,8 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     ///
     /// The record mustn't be touched nor destroyed while it is awaited: until the reply, by which
     /// isValid() becomes true, an ACK, or the loss of the link. That another record is accepted,
-    /// and enableRefresh(false, true), show that it is free. With `wait` the call blocks for the
+    /// and enableRefresh(false, true), show that it is free; of the bypass, and of a record that the
+    /// application describes, nothing else does, as isValid() is true before. With `wait` the call blocks for the
     /// answer: true when one came. False when none can come any more, or none has come within the
     /// time that transmitMsg waits; the frame may still be queued, but the record is left alone
     /// from then on. In a callback of this engine a waiting call returns false at once, with the

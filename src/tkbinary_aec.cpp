@@ -97,8 +97,7 @@ TkBinaryInterface::Form TkBinary_SCAEC_ChamberSetup::form(int /*revision*/) {
 template <class Walk>
 void TkBinary_SCAEC_ChamberSetup::walk(Walk &walk) {
     walk.answered(m_nChannel, CHANNELS);
-    turnToChannel();
-    Chamber &chamber = m_Chambers[currentFlag()];
+    Chamber &chamber = m_Chambers[instance()];
     walk.fields(chamber.model, chamber.filmScreen1, chamber.filmScreen2, chamber.filmScreen3,
                 chamber.dsaGain);
 }
@@ -114,19 +113,19 @@ std::vector<unsigned char> TkBinary_SCAEC_ChamberSetup::generateCommand(int mode
 TKGEN_RECORD_RECEPTION(TkBinary_SCAEC_ChamberSetup);
 
 /// Values that belong to no channel have no flag.
-void TkBinary_SCAEC_ChamberSetup::turnToChannel() {
-    turnTo(std::min<std::size_t>(m_nChannel, CHANNELS));
+std::size_t TkBinary_SCAEC_ChamberSetup::instance() const {
+    return std::min<std::size_t>(m_nChannel, CHANNELS);
 }
 
 template <class Value>
 void TkBinary_SCAEC_ChamberSetup::set(Value Chamber::*field, Value value) {
     setFlag(false, currentFlag());
-    m_Chambers[currentFlag()].*field = value;
+    m_Chambers[instance()].*field = value;
 }
 
 void TkBinary_SCAEC_ChamberSetup::setChannel(unsigned char channel) {
     m_nChannel = channel;
-    turnToChannel();
+    turnTo(instance());
 }
 
 void TkBinary_SCAEC_ChamberSetup::setModel(unsigned char model) {

@@ -3,7 +3,7 @@
 #include "tkrecordwalk.h"
 
 #include <algorithm>
-#include <iterator>
+#include <new>
 #include <utility>
 
 namespace {
@@ -98,8 +98,12 @@ void TkBinary_Custom::add(Value value, bool inRead, bool inWrite) {
     if (size > MOST - m_nSize) {
         return;
     }
-    m_Variables.push_back({std::move(value), inRead, inWrite});
-    m_nSize += size;
+    try {
+        m_Variables.push_back({std::move(value), inRead, inWrite});
+        m_nSize += size;
+    } catch (const std::bad_alloc &) {
+        return; // count() tells
+    }
 }
 
 void TkBinary_Custom::addVariable(char value, bool inRead, bool inWrite) {
@@ -131,11 +135,15 @@ void TkBinary_Custom::addVariable(const char *text, int size, bool inRead, bool 
         return;
     }
     const auto most = static_cast<std::size_t>(size);
-    Text held(most + 1);
-    if (text != nullptr) {
-        std::copy_n(text, lengthOf(text, most), held.begin());
+    try {
+        Text held(most + 1);
+        if (text != nullptr) {
+            std::copy_n(text, lengthOf(text, most), held.begin());
+        }
+        add(std::move(held), inRead, inWrite);
+    } catch (const std::bad_alloc &) {
+        return;
     }
-    add(std::move(held), inRead, inWrite);
 }
 
 unsigned int TkBinary_Custom::count() const {

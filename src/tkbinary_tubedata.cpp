@@ -15,7 +15,6 @@ template <class Walk>
 void TkBinary_TubeData::walk(Walk &walk) {
     walk.direction();
     walk.index(m_TubeNumber);
-    turnTo(m_TubeNumber); // a number behind the last tube has no flag
     walk.fields(m_Revision, m_Angle, m_SpeedLimit, m_Speed, m_Frequency);
     walk.text(m_aName, NAME_SIZE);
     walk.fields(m_aHeatUnitRange, m_aHeatUnitSlope);

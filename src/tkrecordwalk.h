@@ -298,7 +298,8 @@ bool TkBinaryInterface::decode(Record &record, const std::vector<unsigned char> 
     tkrecord::Reader reader(tkrecord::dataOf(*frame), revision());
     record.walk(reader);
     if (reader.accepted()) {
-        setFlag(true, currentFlag());
+        setFlag(true, record.instance());
+        turnTo(record.instance());
     }
     return true;
 }

@@ -74,8 +74,7 @@ TEST(Records, KeepAValidityForEachTubeAndTablesOfTheirOwn) {
     EXPECT_FALSE(tube.isValid());
     tube.TubeNumber = 0;
     EXPECT_TRUE(tube.isValid());
-    tube.clearValid();
-    EXPECT_FALSE(tube.isValid());
+    tube.receive(data(1));
 
     const unsigned short int *const own = tube.SF_LS_KW_Limit;
     std::vector<unsigned short int> limits(TkBinary_TubeData::KW_LIMIT_SIZE); // no number more
@@ -93,6 +92,11 @@ TEST(Records, KeepAValidityForEachTubeAndTablesOfTheirOwn) {
     EXPECT_STREQ(tube.Name, "A LONG NAME OF ");
     tube.Name = std::copy_n("XY", 3, name) - 3;
     EXPECT_STREQ(tube.Name, "XYLONG NAME OF ");
+    EXPECT_TRUE(tube.isValid());
+    tube.clearValid(); // of both
+    EXPECT_FALSE(tube.isValid());
+    tube.TubeNumber = 0;
+    EXPECT_FALSE(tube.isValid());
 }
 
 TEST(Records, ReachTheirCurvesAndLimitsByRowAndIndexAlone) {
@@ -110,6 +114,17 @@ TEST(Records, ReachTheirCurvesAndLimitsByRowAndIndexAlone) {
     EXPECT_EQ((Values{fluoro.getManualLimitData(-7, 0), fluoro.getManualLimitData(1, 0),
                       fluoro.getManualLimitData(0, 0), fluoro.isValid()}),
               (Values{9, 9, data(1)[48], 1}));
+    const auto hasTwoRows = [](auto record, auto get, auto set) {
+        (record.*set)(256, 9, 77);
+        return (record.*get)(-1, 9) == 77 && (record.*get)(0, 9) == 0;
+    };
+#define TWO_ROWS(Class, Name) hasTwoRows(Class(), &Class::get##Name, &Class::set##Name)
+    EXPECT_TRUE(TWO_ROWS(TkBinary_ContinuousFluoro, ABSLimitData) &&
+                TWO_ROWS(TkBinary_HighLevelFluoro, LimitData) &&
+                TWO_ROWS(TkBinary_PulseFluoro, MaLimitData) &&
+                TWO_ROWS(TkBinary_PulseFluoro, MsLimitData) &&
+                TWO_ROWS(TkBinary_HLF_PulseFluoro, MaLimitData) &&
+                TWO_ROWS(TkBinary_HLF_PulseFluoro, MsLimitData));
 }
 
 TEST(Records, AskForTheErrorLogEntryByEntryAndResetOneCounterAFrame) {
@@ -204,9 +219,22 @@ TEST(Records, CarryTheVariablesOfACustomOne) {
     EXPECT_EQ((Values{*first, value(static_cast<short int>(0), 2)}), (Values{7, -252}));
 
     EXPECT_EQ(copy.generateCommand(998), summed(read)) << "has variables of its own";
+    EXPECT_EQ(copy.generateCommand(999), summed(write));
+    const auto fill = [&](TkBinary_Custom &record) { // as far as a length can tell
+        for (const int size : {65000, 512, 2, 1, 1}) {
+            record.addVariable("", size, true, false);
+        }
+        return std::pair(record.count(), record.generateCommand(998).size());
+    };
+    const auto full = std::pair(12U, std::size_t{65530});
+    EXPECT_EQ(fill(custom), full);
     custom.clear();
     EXPECT_EQ(custom.count(), 0U);
+    custom.setReadParam(0);
+    custom.setWriteParam(0);
     custom = copy;
+    TkBinary_Custom third(custom);
+    EXPECT_EQ(fill(third), full);
     copy.clear();
     copy.addVariable('x', true, true);
     EXPECT_STREQ(copy.getType(0), "CHAR");
