@@ -9,8 +9,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <numeric>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -97,6 +99,34 @@ TEST(Records, KeepAValidityForEachTubeAndTablesOfTheirOwn) {
     EXPECT_FALSE(tube.isValid());
     tube.TubeNumber = 0;
     EXPECT_FALSE(tube.isValid());
+}
+
+TEST(Records, AreShownAsValidOnceTheFieldsAreIn) {
+    constexpr int READS = 20000;
+    Open<TkBinary_SCAEC_ChamberSetup> chamber;
+    std::atomic<int> asked{0};
+    std::thread generator([&] {
+        for (int reply = 1; reply <= READS; ++reply) {
+            while (asked < reply) {
+                std::this_thread::yield();
+            }
+            chamber.receive(data(reply % 4, 10, reply));
+        }
+    });
+    int early = 0;
+    for (int read = 1; read <= READS; ++read) {
+        chamber.setChannel(9); // none, so that all stay valid
+        chamber.read();
+        asked = read;
+        while (!chamber.isValid()) {
+            std::this_thread::yield();
+        }
+        const Bytes sent = data(read % 4, 10, read);
+        early += chamber.dsaGain() == (sent[8] << 8 | sent[9]) ? 0 : 1;
+    }
+    generator.join();
+    EXPECT_EQ(early, 0);
+    EXPECT_TRUE(chamber.allValid());
 }
 
 TEST(Records, ReachTheirCurvesAndLimitsByRowAndIndexAlone) {
