@@ -3,6 +3,7 @@
 #include "console.h"
 #include "words.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -10,8 +11,31 @@
 namespace {
 
 constexpr int longestMilliseconds = 3600 * 1000;
+constexpr const char *blanks = " \t\r\n\v\f";
+
+/// The place behind the word that begins there.
+std::size_t endOfWord(const std::string &line, std::size_t begin) {
+    std::size_t end = begin;
+    if (line[begin] == '"') {
+        do {
+            end += line[end] == '\\' ? 2 : 1;
+        } while (end < line.size() && line[end] != '"');
+    }
+    return std::min(line.find_first_of(blanks, end), line.size());
+}
 
 } // namespace
+
+Arguments argumentsIn(const std::string &line) {
+    Arguments words;
+    std::size_t begin = line.find_first_not_of(blanks);
+    while (begin != std::string::npos) {
+        const std::size_t end = endOfWord(line, begin);
+        words.push_back(line.substr(begin, end - begin));
+        begin = line.find_first_not_of(blanks, end);
+    }
+    return words;
+}
 
 Tk::TextCommands parameterFrom(const std::string &word) {
     const Tk::TextCommands parameter = packed(word);

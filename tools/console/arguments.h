@@ -11,6 +11,10 @@
 
 using Arguments = std::vector<std::string>;
 
+/// The words of a line, between blanks. One that begins with a quote goes on to the next, whatever
+/// is between; a backslash takes its meaning from the character behind. The quotes stay.
+Arguments argumentsIn(const std::string &line);
+
 // An argument as what it stands for. All throw Failure with the reason.
 
 /// A parameter's mnemonic, in letters of either case.

@@ -4,7 +4,6 @@
 #include "words.h"
 
 #include <algorithm>
-#include <sstream>
 
 namespace {
 
@@ -38,7 +37,7 @@ const CommandGroup &generalCommands() {
 }
 
 std::vector<const CommandGroup *> allGroups() {
-    return {&valueCommands(), &statusCommands(), &recordCommands(),
+    return {&valueCommands(), &statusCommands(), &recordCommands(), &customCommands(),
             &waitCommands(),  &engineCommands(), &generalCommands()};
 }
 
@@ -60,16 +59,12 @@ std::string usage(const Command &command) {
 } // namespace
 
 void runCommand(Console &console, const std::string &line) {
-    std::istringstream stream(line);
-    std::string name;
-    if (!(stream >> name) || name[0] == '#') {
+    Arguments arguments = argumentsIn(line);
+    if (arguments.empty() || arguments[0][0] == '#') {
         return;
     }
-    Arguments arguments;
-    for (std::string word; stream >> word;) {
-        arguments.push_back(word);
-    }
-    const Command *command = findCommand(name);
+    const Command *command = findCommand(arguments[0]);
+    arguments.erase(arguments.begin());
     if (!command) {
         throw Failure("no such command, 'help' lists them");
     }
@@ -80,7 +75,7 @@ void runCommand(Console &console, const std::string &line) {
 }
 
 std::vector<std::string> commandHelp() {
-    constexpr std::size_t width = 43; // of the longest, and a gap
+    constexpr std::size_t width = 53; // of the longest, and a gap
     std::vector<std::string> lines;
     for (const CommandGroup *group : allGroups()) {
         for (const Command &command : *group) {

@@ -24,6 +24,7 @@ using CommandGroup = std::vector<Command>;
 const CommandGroup &valueCommands();
 const CommandGroup &statusCommands();
 const CommandGroup &recordCommands();
+const CommandGroup &customCommands();
 const CommandGroup &waitCommands();
 const CommandGroup &engineCommands();
 

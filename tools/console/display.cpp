@@ -30,7 +30,8 @@ constexpr std::size_t wordWidth = 8;
 constexpr std::size_t mnemonicWidth = 5;
 constexpr std::size_t numberWidth = 5;
 constexpr std::size_t valueWidth = 17;
-constexpr std::size_t nameWidth = 20; // of a field, and a gap
+constexpr std::size_t nameWidth = 22; // of a field, and a gap
+constexpr const char *gap = "  ";
 
 const Style &styleOf(Kind kind) {
     return styles[static_cast<std::size_t>(kind)];
@@ -119,7 +120,7 @@ void Display::row(Tk::TextCommands parameter, int value, bool changeable) {
 }
 
 void Display::field(Kind kind, const std::string &name, const std::string &value) {
-    write(kind, padded(name, nameWidth) + value);
+    write(kind, padded(name + gap, nameWidth) + value);
 }
 
 void Display::showPrompt() {

@@ -2,11 +2,10 @@
 
 #include "arguments.h"
 #include "console.h"
+#include "text_file.h"
 #include "words.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -56,27 +55,6 @@ const Value &valueNamed(const std::string &word) {
     return *found;
 }
 
-/// The whole file. Only a regular one has a size: no other can hold the console up.
-std::string contentsOf(const std::string &path) {
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    if (error) {
-        throw Failure("the file can't be read: " + error.message());
-    }
-    if (size > longestFile) {
-        throw Failure("the file has " + std::to_string(size) + " bytes, no program is as long");
-    }
-    std::string text(size, '\0');
-    std::ifstream file(path, std::ios::binary);
-    if (!file.read(text.data(), static_cast<std::streamsize>(size))) {
-        throw Failure("the file can't be read");
-    }
-    if (text.find('\0') != std::string::npos) {
-        throw Failure("the file isn't text of single bytes");
-    }
-    return text;
-}
-
 /// A program on its way from lines of text.
 class Reader {
   public:
@@ -117,16 +95,7 @@ class Reader {
 } // namespace
 
 TkAPR readProgram(const std::string &path) {
-    std::istringstream lines(contentsOf(path));
     Reader reader;
-    int number = 0;
-    for (std::string line; std::getline(lines, line);) {
-        ++number;
-        try {
-            reader.take(line);
-        } catch (const Failure &failure) {
-            throw Failure("line " + std::to_string(number) + ": " + failure.what());
-        }
-    }
+    readLines(path, longestFile, [&](const std::string &line) { reader.take(line); });
     return reader.program();
 }

@@ -1,120 +1,126 @@
 #include "commands.h"
 #include "console.h"
-#include "records.h"
+#include "record_backup.h"
+#include "record_traffic.h"
+
+#include "tkbinary_system.h"
 
 namespace {
 
-enum Modes { readMode = 998, writeMode = 999 };
-
-const RecordKind &kindFrom(const std::string &word) {
-    std::string names;
-    for (const RecordKind &kind : recordKinds()) {
-        if (word == kind.name) {
-            return kind;
-        }
-        names += std::string(names.empty() ? "" : ", ") + kind.name;
-    }
-    throw Failure("the records are " + names);
-}
-
-int numberOf(const RecordKind &kind, const std::string &word) {
-    const int number = numberFrom(word);
-    if (number < kind.first || number > kind.last) {
-        throw Failure("the numbers go from " + std::to_string(kind.first) + " to " +
-                      std::to_string(kind.last));
-    }
-    return number;
-}
-
-std::string titleOf(const RecordKind &kind, int number) {
-    return kind.name + (kind.isNumbered() ? " " + std::to_string(number) : std::string());
-}
-
-void show(Console &console, const RecordKind &kind, int number, TkBinaryInterface &record) {
-    console.display().line(Kind::note, titleOf(kind, number) +
+void show(Console &console, const RecordKind &kind, const Instance &instance,
+          TkBinaryInterface &record) {
+    console.display().line(Kind::note, kind.title(instance) +
                                            (record.isValid() ? " is valid" : " isn't valid"));
     for (const RecordField &field : kind.fields) {
-        console.display().field(Kind::value, field.name, field.text(record));
+        console.display().field(Kind::value, field.name, textOf(field, field.read(record)));
     }
 }
 
-/// Reads until the instance is valid, as often as it takes. The call waits: the record is the
-/// console's own again when it returns.
-void readFromGenerator(Console &console, const RecordKind &kind, int number,
-                       TkBinaryInterface &record) {
-    kind.select(record, number);
-    for (int reads = 0; reads < kind.reads && !record.isValid(); ++reads) {
-        if (!console.exchange(record, readMode)) {
-            break;
+/// How many entries the first one says that there are; the loop ends whatever the others say.
+void showLog(Console &console, const Selection &selection) {
+    const RecordKind &kind = *selection.kind;
+    const auto record = readRecord(console, kind, {kind.first, 0});
+    const int total = static_cast<TkBinary_ErrorLog &>(*record).TotalErrors;
+    if (total == 0) {
+        console.display().line(Kind::note, "the log is empty");
+        return;
+    }
+    if (selection.instance && selection.instance->number > total) {
+        throw Failure("the log has " + std::to_string(total) + " entries");
+    }
+    const int last = selection.instance ? selection.instance->number : total;
+    for (int entry = kind.first; entry <= last; ++entry) {
+        readRecord(console, kind, {entry, 0}, *record); // the first one is there
+        if (!selection.instance || entry == last) {
+            show(console, kind, {entry, 0}, *record);
         }
-        kind.select(record, number);
-    }
-    if (!record.isValid()) {
-        throw Failure("the generator didn't send it");
+        record->clearValid();
     }
 }
 
-void fetch(Console &console, const RecordKind &kind, int number, TkBinaryInterface &record) {
-    if (!kind.copy) {
-        readFromGenerator(console, kind, number, record);
-    } else if (!kind.copy(console.status(), number, record)) {
-        throw Failure("the generator isn't connected");
+void showRecords(Console &console, const Selection &selection, const Arguments &) {
+    const RecordKind &kind = *selection.kind;
+    if (kind.use == RecordUse::log) {
+        return showLog(console, selection);
     }
-}
-
-const RecordField &fieldFrom(const RecordKind &kind, const std::string &name) {
-    for (const RecordField &field : kind.fields) {
-        if (name == field.name && field.assign) {
-            return field;
-        }
-    }
-    throw Failure("'" + name + "' is no field of it that can be written");
-}
-
-int valueOf(const RecordField &field, const std::string &word) {
-    const int value = numberFrom(word);
-    if (value < field.least || value > field.most) {
-        throw Failure(std::string(field.name) + " holds " + std::to_string(field.least) + " to " +
-                      std::to_string(field.most));
-    }
-    return value;
-}
-
-/// Reads, changes and writes. What was taken the ACK doesn't tell, another read into another record
-/// does: not every field of a record goes over the line at every revision.
-void write(Console &console, const RecordKind &kind, int number, const RecordField &field,
-           int value) {
     const auto record = kind.make();
-    readFromGenerator(console, kind, number, *record);
-    field.assign(*record, value);
-    if (!console.exchange(*record, writeMode)) {
-        throw Failure("the generator didn't confirm it");
+    const int first = selection.instance ? selection.instance->number : kind.first;
+    const int last = selection.instance ? first : kind.last;
+    for (int number = first; number <= last; ++number) {
+        const Instance instance{number, selection.instance ? selection.instance->state : 0};
+        if (!kind.copy) {
+            readRecord(console, kind, instance, *record);
+        } else if (!kind.copy(console.status(), number, *record)) {
+            throw Failure("the generator isn't connected");
+        }
+        show(console, kind, instance, *record);
     }
-    const auto written = kind.make();
-    readFromGenerator(console, kind, number, *written);
-    const std::string taken = field.text(*written);
-    const bool asWanted = taken == std::to_string(value);
-    console.display().field(Kind::answer, field.name,
-                            asWanted ? taken : taken + ", not " + std::to_string(value));
 }
+
+void showFields(Console &console, const Selection &selection, const Arguments &) {
+    for (const RecordField &field : selection.kind->fields) {
+        console.display().field(Kind::help, field.name, describe(field));
+    }
+}
+
+void setField(Console &console, const Selection &selection, const Arguments &words) {
+    const RecordKind &kind = *selection.kind;
+    const Instance instance = selection.one();
+    const Assignment assignment = assignmentFrom(kind, words);
+    auto record = writeRecord(console, kind, instance, {assignment});
+    if (kind.use != RecordUse::switched) {
+        record = readRecord(console, kind, instance);
+    }
+    const Numbers taken = assignment.in(*record);
+    console.display().field(Kind::answer, assignment.name(),
+                            assignment.text(taken) +
+                                (taken == assignment.numbers ? "" : ", not " + assignment.text()));
+}
+
+void save(Console &console, const Selection &selection, const Arguments &words) {
+    saveRecords(console, selection, words[0]);
+}
+
+void restore(Console &console, const Selection &selection, const Arguments &words) {
+    restoreRecords(console, selection, words[0]);
+}
+
+/// What goes behind a record.
+struct Action {
+    const char *name;
+    std::size_t least, most; // words behind it
+    void (*run)(Console &console, const Selection &selection, const Arguments &words);
+};
+
+constexpr std::size_t mostWords = 64; // more than the longest field has
+
+constexpr Action actions[] = {
+    {"fields", 0, 0, showFields},
+    {"set", 2, mostWords, setField},
+    {"save", 1, 1, save},
+    {"restore", 1, 1, restore},
+};
 
 void record(Console &console, const Arguments &arguments) {
-    const RecordKind &kind = kindFrom(arguments[0]);
-    const std::size_t action = kind.isNumbered() ? 2 : 1; // its place
-    const bool numberGiven = kind.isNumbered() && arguments.size() > 1;
-    const int number = numberGiven ? numberOf(kind, arguments[1]) : kind.first;
-    if (arguments.size() > action) {
-        if (arguments.size() != action + 3 || arguments[action] != "set") {
-            throw Failure("behind " + titleOf(kind, number) + " goes 'set FIELD NUMBER'");
+    std::size_t next = 0;
+    const Selection selection = selectionFrom(arguments, next);
+    if (next == arguments.size()) {
+        return showRecords(console, selection, {});
+    }
+    const std::string &name = arguments[next++];
+    const Arguments words(arguments.begin() + static_cast<std::ptrdiff_t>(next), arguments.end());
+    for (const Action &action : actions) {
+        if (name == action.name && words.size() >= action.least && words.size() <= action.most) {
+            return action.run(console, selection, words);
         }
-        const RecordField &field = fieldFrom(kind, arguments[action + 1]);
-        return write(console, kind, number, field, valueOf(field, arguments[action + 2]));
     }
-    const auto record = kind.make();
-    for (int each = number; each <= (numberGiven ? number : kind.last); ++each) {
-        fetch(console, kind, each, *record);
-        show(console, kind, each, *record);
-    }
+    throw Failure("behind " + selection.title() +
+                  " goes 'fields', 'set FIELD VALUE', 'save FILE' or 'restore FILE'");
+}
+
+void records(Console &console, const Arguments &arguments) {
+    const bool saves = choiceFrom(arguments[0], "save", "restore");
+    (saves ? saveRecords : restoreRecords)(console, {}, arguments[1]);
 }
 
 } // namespace
@@ -122,8 +128,9 @@ void record(Console &console, const Arguments &arguments) {
 // clang-format off
 const CommandGroup &recordCommands() {
     static const CommandGroup group{
-        {"record", "NAME [NUMBER [set FIELD NUMBER]]", 1, 5, "show a record, or all; change a field",
-            record},
+        {"record", "NAME [NUMBER] [fields|set|save|restore ...]", 1, mostWords + 4,
+            "show a record, or all", record},
+        {"records", "save|restore FILE", 2, 2, "the generator's whole configuration", records},
     };
     return group;
 }

@@ -1,0 +1,18 @@
+#ifndef TKCONSOLE_RECORD_BACKUP_H
+#define TKCONSOLE_RECORD_BACKUP_H
+
+#include "record_words.h"
+
+class Console;
+
+// Both need the connection, by which the generator's revision is known: it decides on the forms of
+// the records. They throw Failure.
+
+/// Reads the records and writes all their fields into a text file.
+void saveRecords(Console &console, const Selection &selection, const std::string &path);
+
+/// Writes the records of such a file to the generator, those that are selected. Of a file that
+/// isn't sound throughout nothing is sent. Shows what the generator didn't take.
+void restoreRecords(Console &console, const Selection &selection, const std::string &path);
+
+#endif
