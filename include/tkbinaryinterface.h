@@ -20,7 +20,8 @@
 /// A record has no lock. From transmitBinaryMsg until the answer has come it belongs to the engine:
 /// it must not be touched nor destroyed, and isValid alone may be called, from any thread.
 ///
-/// Fields with a sign are `char`, which has one where the compiler gives it one.
+/// Fields with a sign are `char`. For processors on which that has none, as ARM, build the library
+/// and the application with a `char` that has (-fsigned-char).
 class TKGEN_EXPORT TkBinaryInterface {
   public:
     TkBinaryInterface(const TkBinaryInterface &) = delete;

@@ -37,7 +37,7 @@ std::vector<unsigned char> TkRecordTraffic::begin(TkBinaryInterface &record, int
         return {};
     }
     std::vector<unsigned char> frame = record.generateCommand(mode);
-    if (frame.front() != tkrecord::START) {
+    if (frame.empty() || frame.front() != tkrecord::START) {
         return {}; // the record hasn't this form
     }
     m_pAwaitedRecord = &record;
