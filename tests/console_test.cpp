@@ -114,21 +114,23 @@ TEST(Console, SaysWhatIsWrongWithACommandAndSendsNothing) {
         "set FS 3: the line can't carry FS", "read CD: CD needs a number", "wait KV 0.01: the e",
         "wait KV -1: '-1' is no number of seconds", "expect KV 70 0: the value is unknown",
         "technique: there is no next technique", "record frob: the records are receptor, ",
-        "record aec 0: the numbers go from 1 to 4", "record aec 1: the generator isn't connected",
+        "record aec 0: the numbers go from 1 to 4", "record aec 1: the generator's revision isn't known",
         "record aec 1 set Channel 2: 'Channel' is no field", "features enable: which?",
         "record density set density_pos_1 256: density_pos_1 holds 0 to 255"};
     const char *const badRecords[][2] = {
-        {"", "the file holds no configuration"}, {"Kv 7\nrecord density", "line 1: a line as 'rec"},
-        {"# 3\nrecord tube 2", "line 2: the"}, {"record tube 1\nHeatUnitSlope 1 2", "line 2: Heat"},
-        {"record table\nsid 1", "line 1: t"}, {"record gentype\nType 1\nType 2", "line 3: Type st"},
-        {"record density\nrecord density", "line 2: d"}, {"record tube 1\nKvMax -1", "line 2: Kv"},
-        {"record tube 1\nHeatUnitSlope[1] 1", "line 2: a"}, {"record tube 1\nKvMax", "line 2: K"},
-        {"record tube 1\nName 0123456789ABCDEF", "line 2: Name holds 15 characters, not 16"},
-        {"record genlimits\nMax_MA 700", "line 2: Max_MA holds 630 or 800, not 700"}};
+        {"", "the file holds no configuration"}, {"Kv 7\nrecord density", "line 2: a line as 'rec"},
+        {"# 3\nrecord tube 2", "line 3: the"}, {"record tube 1\nHeatUnitSlope 1 2", "line 3: Heat"},
+        {"record table\nsid 1", "line 2: t"}, {"record gentype\nType 1\nType 2", "line 4: Type st"},
+        {"record density\nrecord density", "line 3: d"}, {"record tube 1\nKvMax -1", "line 3: Kv"},
+        {"record tube 1\nHeatUnitSlope[1] 1", "line 3: a"}, {"record tube 1\nKvMax", "line 3: K"},
+        {"record tube 1\nName 0123456789ABCDEF", "line 3: Name holds 15 characters, not 16"},
+        {"record genlimits\nMax_MA 700", "line 3: Max_MA holds 630 or 800, not 700"},
+        {"record gentype\nType \033[31m9", "line 3: '.[31m9' is no whole number"}};
     // clang-format on
     std::deque<TextFile> files;
     for (const auto &[text, reason] : badRecords) {
-        files.emplace_back(".bad" + std::to_string(files.size()), text);
+        files.emplace_back(".bad" + std::to_string(files.size()),
+                           std::string("generator arkona 301\n") + text);
         failures.push_back("records restore " + files.back().path + ": " + reason);
     }
     Scene scene;
@@ -239,6 +241,12 @@ TEST(Console, SavesAndRestoresTheConfigurationByteForByte) {
         EXPECT_TRUE(console.readUntil(outcome)) << command;
     };
     act("wait back 20\nrecords save " + first.path, "saved: 40");
+    for (const char *lines :
+         {"generator arkona 301\n\nrecord receptor 0\n", "\nName \"RF 16 TABLE\"\n",
+          "\nHeatUnitSlope 100 200 300 400 500 600 700 800 900 1000\n", "\nabs_level0 -200\n",
+          "\nMF_MaxMa 100\n\nrecord fluorosetup\n", "\nrecord ioconfig 5\nOut1 0\nOut2 0\n"}) {
+        EXPECT_NE(first.contents().find(lines), std::string::npos) << lines;
+    }
     for (const auto &[name, field, value] : changes) {
         act("record " + name, "note    " + name + " is valid");
         act("record " + name + " set " + field + " " + value,
@@ -246,12 +254,13 @@ TEST(Console, SavesAndRestoresTheConfigurationByteForByte) {
     }
     act("records save " + changed.path, "saved: 40");
     for (const TextFile *each : {&first, &changed}) {
-        act("records restore " + each->path, "restored: 40, fields not taken: 0");
+        act("records restore " + each->path, "restored: 40");
         act("records save " + again.path, "saved: 40");
         EXPECT_TRUE(again.contents() == each->contents());
     }
-    std::ofstream(again.path) << "record density\nrecord ioconfig 0 9 # no such state\nIn1 1\n";
-    act("record tube 0 restore " + first.path, "restored: 1,");
+    std::ofstream(again.path)
+        << "generator arkona 400\nrecord density\nrecord ioconfig 0 9 # none\n";
+    act("record tube 0 restore \"" + first.path + '"', "restored: 1");
     act("records restore " + again.path, "ioconfig 0 9: the generator didn't send it; written: d");
     act("wait back 20\nrecord ioconfig 0 9 save " + first.path, "failed  record ioconfig 0 9 save");
     EXPECT_NE(first.contents().find("RateDisplay"), std::string::npos) << "the older file is lost";
@@ -271,13 +280,50 @@ TEST(Console, ReadsAndWritesRecords) {
          {"answer  Kv                    81", "value   Channel               3",
           "value   RightFieldComp        -2", "answer  kv_75_Point           700",
           "Tube1Exposures        9", "answer  Tube1Exposures        0", "ErrorNum              2",
-          "errorlog 3 is valid", "errorlog 3 is valid", "ErrorNum              3", "has 3 entries",
+          "errorlog 3 is valid", "errorlog 3 is valid", "ErrorNum              3", "no such entry",
           "record bypass: it can be set, but not read", "answer  Enable                1",
           "answer  Year                  2031", "variable 1            8482"}) {
         EXPECT_TRUE(console.readUntil(line)) << line;
     }
     scene.generator.writeLine("record calibration 1");
     EXPECT_TRUE(scene.generator.readUntil(": 01 21 22 23 24 25 26 02 BC 29"));
+}
+
+TEST(Console, WritesNoRecordThatItDoesNotKnowWhole) {
+    Scene scene{"--revision=200"};
+    const TextFile newer(".newer", "generator arkona 301\nrecord density\ndensity_pos_1 1\n");
+    const TextFile other(".other", "generator brn450 0\nrecord density\ndensity_pos_1 1\n");
+    const TextFile wide(".wide", "generator arkona 299\nrecord aec 1\nFilmscreen1Gain 256\n");
+    const auto order = [&](const std::string &line) {
+        scene.generator.writeLine(line);
+        EXPECT_TRUE(scene.generator.readUntil(line.substr(0, line.find(' '))));
+    };
+    order("record genlimits 0 3 40"); // a code of no number
+    Process console = scene.console({"--refresh", "--keep-going"});
+    const auto act = [&](const std::string &command, const std::string &outcome) {
+        console.writeLine(command);
+        EXPECT_TRUE(console.readUntil(outcome)) << command;
+    };
+    act("record fluorosetup", "isn't known, 'query GR' asks for it");
+    act("wait back 20\nrecord genlimits save " + newer.path + ".no/x", "No such file");
+    act("record genlimits save " + wide.path + "2", "genlimits: Max_MA 0 can't be restored");
+    EXPECT_TRUE(console.readUntil("saved: 1"));
+    EXPECT_EQ(std::remove((wide.path + "2").c_str()), 0);
+    act("record genlimits set Max_KW 91", "answer  Max_KW                91");
+    act("record tube 0 set MF_Enable 1", "the records of revision 200 have no MF_Enable");
+    act("record tube 0", "value   MF_Enable             -");
+    act("records restore " + newer.path,
+        "here is 'generator arkona 200', whose records have other");
+    act("records restore " + other.path,
+        "here is 'generator arkona 200', whose records have other");
+    act("records restore " + wide.path, "Filmscreen1Gain holds 255 at the most at revision 200");
+    order("short 3");
+    act("record genlimits set Max_KW 92", "the generator sent it short, or otherwise each time");
+    order("short 0");
+    order("duplicate 100"); // all is answered twice
+    act("record gentype set Type 7\nrecord genlimits set Max_KW 93", "Max_KW                93");
+    scene.generator.writeLine("record genlimits");
+    EXPECT_TRUE(scene.generator.readUntil("0: A0 5D 0B 28 00 00 21 21"));
 }
 
 TEST(Console, LoadsProgramsAndTellsWhatIsRefused) {

@@ -329,6 +329,7 @@ TEST(SimulatorRecords, OfTheGeneratorItselfLive) {
         "01 01 00 00 00 FA], !record datetime 0 2 13 => #not possible now: record datetime 0 2 13, "
         "[01 38 00 01 00 01 3B] => ACK, !record bypass => #record bypass 0: 01, [01 38 00 01 01 "
         "3B] => NAK, !record ioconfig 7 => #record ioconfig 7: 01 03 01 04 80 01 04 00, "
+        "!record genlimits => #record genlimits 0: A0 96 0B 0A 00 00 21 21, "
         // The second error comes between two reads: the next entry is still the next.
         "!error 12 => ER012 | #error 12, [01 02 00 01 01 05] => [01 02 00 15 04 01 0C 07 E8 01 01 "
         "00 00 46 00 03 07 00 00 00 00 00 02 46 14 C6], KV200 => ER203 | KV150, [01 02 00 01 02 "
@@ -337,6 +338,8 @@ TEST(SimulatorRecords, OfTheGeneratorItselfLive) {
         "02 5F 23 75], [01 02 00 01 03 07] => NAK, !latched 7 => EL007 | #latched 7, +1000 => "
         "EL007, [01 02 00 01 00 04] => [01 02 00 15 06 01 07 07 E8 01 01 00 00 96 00 03 07 00 00 "
         "00 00 00 02 46 14 13]");
+    Scene small{Family::brn450, 301}; // which has one tube
+    EXPECT_EQ(small.outcomeOf("!record tube 1").substr(0, 33), "#record tube 1: 01 00 00 00 00 00");
     for (int i = 0; i < 300; ++i) {
         scene.outcomeOf("!error 9");
     }

@@ -7,21 +7,42 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 namespace {
 
 constexpr int longestMilliseconds = 3600 * 1000;
 constexpr const char *blanks = " \t\r\n\v\f";
+constexpr char quote = '"';
+constexpr char escape = '\\';
 
 /// The place behind the word that begins there.
 std::size_t endOfWord(const std::string &line, std::size_t begin) {
     std::size_t end = begin;
-    if (line[begin] == '"') {
+    if (line[begin] == quote) {
         do {
-            end += line[end] == '\\' ? 2 : 1;
-        } while (end < line.size() && line[end] != '"');
+            end += line[end] == escape ? 2 : 1;
+        } while (end < line.size() && line[end] != quote);
     }
     return std::min(line.find_first_of(blanks, end), line.size());
+}
+
+/// Takes one escaped character, from behind the backslash on.
+char takeEscaped(const std::string &word, std::size_t &place) {
+    const char kind = word[place++];
+    if (kind == quote || kind == escape) {
+        return kind;
+    }
+    constexpr std::size_t digits = 2;
+    unsigned char byte = 0;
+    const char *const begin = word.data() + std::min(place, word.size());
+    const char *const end = word.data() + std::min(place + digits, word.size());
+    const auto [stop, error] = std::from_chars(begin, end, byte, 16);
+    if (kind != 'x' || error != std::errc() || stop != begin + digits) {
+        throw Failure("behind a \\ in a text goes \", \\, or x and two digits");
+    }
+    place += digits;
+    return static_cast<char>(byte);
 }
 
 } // namespace
@@ -45,8 +66,8 @@ Tk::TextCommands parameterFrom(const std::string &word) {
     return parameter;
 }
 
-int numberFrom(const std::string &word) {
-    int number = 0;
+long long longNumberFrom(const std::string &word) {
+    long long number = 0;
     const char *end = word.data() + word.size();
     const auto [stop, error] = std::from_chars(word.data(), end, number);
     if (error == std::errc::result_out_of_range) {
@@ -56,6 +77,31 @@ int numberFrom(const std::string &word) {
         throw Failure("'" + word + "' is no whole number");
     }
     return number;
+}
+
+int numberFrom(const std::string &word) {
+    using Limits = std::numeric_limits<int>;
+    const long long number = longNumberFrom(word);
+    if (number < Limits::min() || number > Limits::max()) {
+        throw Failure("'" + word + "' is too large a number");
+    }
+    return static_cast<int>(number);
+}
+
+std::string textFrom(const std::string &word) {
+    if (word.empty() || word.front() != quote) {
+        return word;
+    }
+    std::string text;
+    std::size_t place = 1;
+    while (place < word.size() && word[place] != quote) {
+        const char each = word[place++];
+        text += each == escape ? takeEscaped(word, place) : each;
+    }
+    if (place + 1 != word.size()) {
+        throw Failure("a text that begins with a quote ends with one");
+    }
+    return text;
 }
 
 int plainNumberFrom(const std::string &word) {

@@ -20,8 +20,12 @@ Arguments argumentsIn(const std::string &line);
 /// A parameter's mnemonic, in letters of either case.
 Tk::TextCommands parameterFrom(const std::string &word);
 
-/// A whole number that an int can hold.
+/// A whole number; that an int can hold.
+long long longNumberFrom(const std::string &word);
 int numberFrom(const std::string &word);
+
+/// A text as it is, or between quotes with characters escaped: \", \\, and \x with two digits.
+std::string textFrom(const std::string &word);
 
 /// As above, but none of the numbers that would be sent as requests.
 int plainNumberFrom(const std::string &word);

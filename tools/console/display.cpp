@@ -3,6 +3,7 @@
 #include "tkgeneratorerrors.h"
 #include "words.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <limits>
 
@@ -32,6 +33,10 @@ constexpr std::size_t numberWidth = 5;
 constexpr std::size_t valueWidth = 17;
 constexpr std::size_t nameWidth = 22; // of a field, and a gap
 constexpr const char *gap = "  ";
+
+bool isControl(char each) {
+    return (each >= '\0' && each < ' ') || each == '\x7F';
+}
 
 const Style &styleOf(Kind kind) {
     return styles[static_cast<std::size_t>(kind)];
@@ -81,7 +86,9 @@ void Display::write(Kind kind, const std::string &text) {
     const Style &style = styleOf(kind);
     const std::string word =
         kind == Kind::help ? "" : padded(style.word, kind == Kind::echo ? 2 : wordWidth);
-    std::string line = m_Colour ? style.colour + word + plain + text : word + text;
+    std::string shown = text;
+    std::replace_if(shown.begin(), shown.end(), isControl, '.'); // they could steer the terminal
+    std::string line = m_Colour ? style.colour + word + plain + shown : word + shown;
     line.erase(line.find_last_not_of(' ') + 1);
     line += '\n';
     std::fwrite(line.data(), 1, line.size(), stdout);

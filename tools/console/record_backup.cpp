@@ -5,13 +5,16 @@
 #include "text_file.h"
 
 #include <algorithm>
+#include <iterator>
+#include <optional>
 
 namespace {
 
 /// All records with the longest numbers are half of it.
 constexpr std::uintmax_t longestFile = 65536;
 
-/// What the line begins with under which a record's fields stand.
+/// What the first line begins with, and those under which a record's fields stand.
+constexpr const char *originWord = "generator";
 constexpr const char *recordWord = "record";
 
 /// A record as a file has it.
@@ -21,10 +24,29 @@ struct SavedRecord {
     std::vector<Assignment> assignments;
 };
 
-void checkConnection(Console &console) {
+/// Which generator a file's records are of.
+struct Origin {
+    bool isArkona = true;
+    int revision = 0;
+
+    std::string text() const {
+        return std::string(originWord) + (isArkona ? " arkona " : " brn450 ") +
+               std::to_string(revision);
+    }
+    /// Whether another one's records have the same forms.
+    bool isAlike(const Origin &other) const {
+        return isArkona == other.isArkona &&
+               std::all_of(std::begin(recordForms), std::end(recordForms), [&](int first) {
+                   return (revision >= first) == (other.revision >= first);
+               });
+    }
+};
+
+Origin connectedGenerator(Console &console) {
     if (!console.engine().connected()) {
         throw Failure("the generator isn't connected");
     }
+    return {console.engine().getGeneratorType() == Tk::GENERATOR_ARKONA, recordRevision()};
 }
 
 void checkUse(const RecordKind &kind) {
@@ -35,50 +57,29 @@ void checkUse(const RecordKind &kind) {
 
 // --- Saving --------------------------------------------------------------------------------------
 
-/// A new record that holds other numbers than the usual one.
-std::unique_ptr<TkBinaryInterface> makeFilled(const RecordKind &kind, const Instance &instance) {
-    auto record = kind.make();
-    if (kind.select) {
-        kind.select(*record, instance);
-    }
-    for (const RecordField &field : kind.fields) {
-        for (std::size_t place = 0; field.set && place < field.count; ++place) {
-            field.set(*record, place, field.most);
-        }
-    }
-    return record;
-}
-
 bool canRestore(const RecordField &field, const Numbers &numbers) {
     return std::all_of(numbers.begin(), numbers.end(),
                        [&](Number each) { return field.canHold(each); });
 }
 
-/// The lines of a record. What doesn't come over the line at the generator's revision stays in a
-/// record as it was, and so differs between two that were different before they were read.
+/// The lines of a record. A code that stands for no number can't be restored.
 std::string linesOf(Console &console, const RecordKind &kind, const Instance &instance) {
     const auto record = readRecord(console, kind, instance);
-    const auto filled = makeFilled(kind, instance);
-    readRecord(console, kind, instance, *filled);
     std::string lines = "\n" + std::string(recordWord) + " " + kind.title(instance) + "\n";
-    std::string unsent;
     for (const RecordField &field : kind.fields) {
-        const Numbers numbers = field.read(*record);
-        const std::string line = field.name + " " + textOf(field, numbers);
-        if (!field.set) {
+        if (!field.set || !field.isCarriedAt(recordRevision())) {
             continue;
         }
-        if (numbers != field.read(*filled)) {
-            unsent += " " + field.name;
-        } else if (canRestore(field, numbers)) {
-            lines += line + "\n";
-        } else {
-            lines += "# can't be restored: " + line + "\n";
+        const Numbers numbers = field.read(*record);
+        const std::string line = field.name + " " + textOf(field, numbers);
+        const bool restorable = canRestore(field, numbers);
+        lines += (restorable ? "" : "# can't be restored: ") + line + "\n";
+        if (!restorable) {
             console.display().line(Kind::note,
                                    kind.title(instance) + ": " + line + " can't be restored");
         }
     }
-    return lines + (unsent.empty() ? "" : "# not sent by this generator:" + unsent + "\n");
+    return lines;
 }
 
 /// The instances of a kind that are saved: of those with states the first state, unless told.
@@ -106,7 +107,9 @@ class Reader {
         if (words.empty()) {
             return;
         }
-        if (words[0] == recordWord) {
+        if (!m_Origin) {
+            originate(words);
+        } else if (words[0] == recordWord) {
             begin(words);
         } else if (m_Records.empty()) {
             throw Failure("a line as 'record tube 0' goes in front of fields");
@@ -116,8 +119,16 @@ class Reader {
     }
 
     const std::vector<SavedRecord> &records() const { return m_Records; }
+    const std::optional<Origin> &origin() const { return m_Origin; }
 
   private:
+    void originate(const Arguments &words) {
+        if (words.size() != 3 || words[0] != originWord) {
+            throw Failure("a file begins with a line as 'generator arkona 301'");
+        }
+        m_Origin = Origin{choiceFrom(words[1], "arkona", "brn450"), numberFrom(words[2])};
+    }
+
     void begin(const Arguments &words) {
         std::size_t next = 1;
         if (words.size() == next) {
@@ -151,10 +162,13 @@ class Reader {
         record.assignments.push_back(assignment);
     }
 
+    std::optional<Origin> m_Origin;
     std::vector<SavedRecord> m_Records;
 };
 
-std::vector<SavedRecord> savedRecords(const Selection &selection, const std::string &path) {
+/// The selected records of a file that is sound, and of a generator like this one.
+std::vector<SavedRecord> savedRecords(Console &console, const Selection &selection,
+                                      const std::string &path) {
     Reader reader;
     readLines(path, longestFile, [&](const std::string &line) { reader.take(line); });
     std::vector<SavedRecord> selected;
@@ -164,34 +178,33 @@ std::vector<SavedRecord> savedRecords(const Selection &selection, const std::str
     if (selected.empty()) {
         throw Failure("the file holds no " + selection.title());
     }
+    const Origin here = connectedGenerator(console);
+    if (!reader.origin()->isAlike(here)) {
+        throw Failure("the file is of '" + reader.origin()->text() + "', and here is '" +
+                      here.text() + "', whose records have other forms");
+    }
+    for (const SavedRecord &each : selected) {
+        std::for_each(each.assignments.begin(), each.assignments.end(), checkCarried);
+    }
     return selected;
 }
 
 // --- Restoring -----------------------------------------------------------------------------------
 
-/// Shows what the generator has in place of what the file says. How many fields that are.
-int showRefused(Console &console, const SavedRecord &saved, TkBinaryInterface &record) {
-    int refused = 0;
-    for (const Assignment &each : saved.assignments) {
-        const Numbers taken = each.in(record);
-        if (taken != each.numbers) {
-            ++refused;
-            console.display().field(Kind::answer, each.name(),
-                                    each.text(taken) + ", not " + each.text());
-        }
-    }
-    return refused;
-}
-
 } // namespace
+
+void showDifference(Console &console, const Difference &difference) {
+    const RecordField &field = *difference.field;
+    console.display().field(Kind::answer, field.name,
+                            textOf(field, difference.taken) + ", not " +
+                                textOf(field, difference.sent));
+}
 
 void saveRecords(Console &console, const Selection &selection, const std::string &path) {
     if (selection.kind) {
         checkUse(*selection.kind);
     }
-    checkConnection(console);
-    std::string text = "# Records of a generator of revision " +
-                       std::to_string(console.status().getGeneratorVersion()) + "\n";
+    std::string text = connectedGenerator(console).text() + "\n";
     int count = 0;
     for (const RecordKind &kind : recordKinds()) {
         if (selection.kind ? selection.kind != &kind : kind.use != RecordUse::configuration) {
@@ -214,22 +227,28 @@ void restoreRecords(Console &console, const Selection &selection, const std::str
     if (selection.kind) {
         checkUse(*selection.kind);
     }
-    const std::vector<SavedRecord> records = savedRecords(selection, path);
-    checkConnection(console);
     std::string written;
-    int refused = 0;
+    std::size_t refused = 0;
+    const std::vector<SavedRecord> records = savedRecords(console, selection, path);
     for (const SavedRecord &each : records) {
         const std::string title = each.kind->title(each.instance);
         try {
-            writeRecord(console, *each.kind, each.instance, each.assignments);
+            const Written result =
+                writeRecord(console, *each.kind, each.instance, each.assignments);
             written += (written.empty() ? "" : ", ") + title;
             console.display().line(Kind::note, title + " is written");
-            refused += showRefused(console, each, *readRecord(console, *each.kind, each.instance));
+            for (const Difference &difference : result.differences) {
+                showDifference(console, difference);
+            }
+            refused += result.differences.size();
         } catch (const Failure &failure) {
             throw Failure(title + ": " + failure.what() +
                           "; written: " + (written.empty() ? "none" : written));
         }
     }
-    console.display().line(Kind::note, "restored: " + std::to_string(records.size()) +
-                                           ", fields not taken: " + std::to_string(refused));
+    console.display().line(Kind::note, "restored: " + std::to_string(records.size()));
+    if (refused > 0) {
+        throw Failure("the generator has " + std::to_string(refused) +
+                      " fields otherwise than they were sent");
+    }
 }

@@ -5,6 +5,8 @@
 
 #include "tkbinary_system.h"
 
+#include <cstdlib>
+
 namespace {
 
 void show(Console &console, const RecordKind &kind, const Instance &instance,
@@ -12,29 +14,50 @@ void show(Console &console, const RecordKind &kind, const Instance &instance,
     console.display().line(Kind::note, kind.title(instance) +
                                            (record.isValid() ? " is valid" : " isn't valid"));
     for (const RecordField &field : kind.fields) {
-        console.display().field(Kind::value, field.name, textOf(field, field.read(record)));
+        const bool carried = field.isCarriedAt(recordRevision());
+        console.display().field(Kind::value, field.name,
+                                carried ? textOf(field, field.read(record)) : "-");
     }
 }
 
-/// How many entries the first one says that there are; the loop ends whatever the others say.
+/// Tells where the log went on with another entry than the next: a request that goes out again may
+/// turn the page once more.
+void tellGap(Console &console, int before, int number) {
+    if (before != 0 && std::abs(number - before) != 1) {
+        console.display().line(Kind::note, "the log went on from entry " + std::to_string(before) +
+                                               " to " + std::to_string(number));
+    }
+}
+
+/// Each entry goes by the number that it tells. The loop ends whatever the generator says.
 void showLog(Console &console, const Selection &selection) {
     const RecordKind &kind = *selection.kind;
-    const auto record = readRecord(console, kind, {kind.first, 0});
-    const int total = static_cast<TkBinary_ErrorLog &>(*record).TotalErrors;
-    if (total == 0) {
-        console.display().line(Kind::note, "the log is empty");
-        return;
-    }
-    if (selection.instance && selection.instance->number > total) {
-        throw Failure("the log has " + std::to_string(total) + " entries");
-    }
-    const int last = selection.instance ? selection.instance->number : total;
-    for (int entry = kind.first; entry <= last; ++entry) {
-        readRecord(console, kind, {entry, 0}, *record); // the first one is there
-        if (!selection.instance || entry == last) {
-            show(console, kind, {entry, 0}, *record);
-        }
+    const auto record = kind.make();
+    const auto &entry = static_cast<const TkBinary_ErrorLog &>(*record);
+    int shown = 0;
+    int number = 0;
+    for (int total = kind.last, reads = 0; reads < total; ++reads) {
         record->clearValid();
+        readRecord(console, kind, {}, *record);
+        total = reads == 0 ? int{entry.TotalErrors} : total;
+        if (total == 0 || (reads > 0 && entry.ErrorNum == 0)) {
+            break;
+        }
+        tellGap(console, number, entry.ErrorNum);
+        number = entry.ErrorNum;
+        if (!selection.instance || selection.instance->number == number) {
+            show(console, kind, {number, 0}, *record);
+            ++shown;
+        }
+        if (selection.instance && shown > 0) {
+            return;
+        }
+    }
+    if (selection.instance) {
+        throw Failure("the log told no such entry");
+    }
+    if (shown == 0) {
+        console.display().line(Kind::note, "the log is empty");
     }
 }
 
@@ -43,14 +66,14 @@ void showRecords(Console &console, const Selection &selection, const Arguments &
     if (kind.use == RecordUse::log) {
         return showLog(console, selection);
     }
-    const auto record = kind.make();
     const int first = selection.instance ? selection.instance->number : kind.first;
     const int last = selection.instance ? first : kind.last;
     for (int number = first; number <= last; ++number) {
         const Instance instance{number, selection.instance ? selection.instance->state : 0};
+        auto record = kind.make();
         if (!kind.copy) {
-            readRecord(console, kind, instance, *record);
-        } else if (!kind.copy(console.status(), number, *record)) {
+            record = readRecord(console, kind, instance);
+        } else if (!kind.copy(console.status(), *record)) {
             throw Failure("the generator isn't connected");
         }
         show(console, kind, instance, *record);
@@ -67,22 +90,27 @@ void setField(Console &console, const Selection &selection, const Arguments &wor
     const RecordKind &kind = *selection.kind;
     const Instance instance = selection.one();
     const Assignment assignment = assignmentFrom(kind, words);
-    auto record = writeRecord(console, kind, instance, {assignment});
-    if (kind.use != RecordUse::switched) {
-        record = readRecord(console, kind, instance);
-    }
-    const Numbers taken = assignment.in(*record);
+    const Written written = writeRecord(console, kind, instance, {assignment});
+    const Numbers taken = assignment.in(*written.record);
     console.display().field(Kind::answer, assignment.name(),
                             assignment.text(taken) +
                                 (taken == assignment.numbers ? "" : ", not " + assignment.text()));
+    for (const Difference &each : written.differences) {
+        if (each.field != assignment.field) {
+            showDifference(console, each);
+        }
+    }
+    if (!written.differences.empty()) {
+        throw Failure("the generator has it otherwise than it was sent");
+    }
 }
 
 void save(Console &console, const Selection &selection, const Arguments &words) {
-    saveRecords(console, selection, words[0]);
+    saveRecords(console, selection, textFrom(words[0]));
 }
 
 void restore(Console &console, const Selection &selection, const Arguments &words) {
-    restoreRecords(console, selection, words[0]);
+    restoreRecords(console, selection, textFrom(words[0]));
 }
 
 /// What goes behind a record.
@@ -120,7 +148,7 @@ void record(Console &console, const Arguments &arguments) {
 
 void records(Console &console, const Arguments &arguments) {
     const bool saves = choiceFrom(arguments[0], "save", "restore");
-    (saves ? saveRecords : restoreRecords)(console, {}, arguments[1]);
+    (saves ? saveRecords : restoreRecords)(console, {}, textFrom(arguments[1]));
 }
 
 } // namespace

@@ -83,13 +83,20 @@ RecordField text(const char *name, TkProperty<Record, char *, char *> Record::*p
     return field;
 }
 
-/// A value behind two operations.
+/// A value behind an operation.
 template <class Record, class Held>
-RecordField accessed(const char *name, Held (Record::*get)() const, void (Record::*set)(Held)) {
+RecordField shown(const char *name, Held (Record::*get)() const) {
     RecordField field = typed<Held>(name);
     field.get = [get](TkBinaryInterface &record, std::size_t) -> Number {
         return (static_cast<Record &>(record).*get)();
     };
+    return field;
+}
+
+/// A value behind two.
+template <class Record, class Held>
+RecordField accessed(const char *name, Held (Record::*get)() const, void (Record::*set)(Held)) {
+    RecordField field = shown(name, get);
     field.set = [set](TkBinaryInterface &record, std::size_t, Number number) {
         (static_cast<Record &>(record).*set)(static_cast<Held>(number));
     };
@@ -118,6 +125,12 @@ inline RecordField within(RecordField field, Number least, Number most) {
     field.least = least;
     field.most = most;
     return field;
+}
+
+/// A number of which the line carries 16 bits.
+inline RecordField word(RecordField field) {
+    field.type = "u16";
+    return within(std::move(field), 0, 0xFFFF);
 }
 
 /// A counter, which can be set to 0 alone.
@@ -166,7 +179,8 @@ auto selectBy(TkProperty<Record, unsigned char, unsigned char> Record::*selector
 
 #define SHOWN(Name) fields::shown(#Name, &Record::Name)
 #define FIELD(Name) fields::property(#Name, &Record::Name)
-#define WORD(Name) fields::within(FIELD(Name), 0, 0xFFFF) // all that the line carries of it
+#define WORD(Name) fields::word(FIELD(Name))
+#define WITHIN(Name, Least, Most) fields::within(FIELD(Name), Least, Most)
 #define SWITCH(Name) fields::within(FIELD(Name), 0, 1)
 #define MA(Name) fields::coded(FIELD(Name), Record::getMAValue)
 #define MAS(Name) fields::coded(FIELD(Name), Record::getMASValue)

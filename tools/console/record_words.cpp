@@ -3,7 +3,6 @@
 #include "console.h"
 
 #include <algorithm>
-#include <charconv>
 
 namespace {
 
@@ -56,49 +55,14 @@ std::string quoted(const Numbers &characters) {
     return text + quote;
 }
 
-/// Takes one escaped character, from behind the backslash on.
-unsigned char takeEscaped(const std::string &word, std::size_t &place) {
-    const char kind = word[place++];
-    if (kind == quote || kind == escape) {
-        return static_cast<unsigned char>(kind);
-    }
-    constexpr std::size_t digits = 2;
-    unsigned char byte = 0;
-    const char *const begin = word.data() + std::min(place, word.size());
-    const char *const end = word.data() + std::min(place + digits, word.size());
-    const auto [stop, error] = std::from_chars(begin, end, byte, 16);
-    if (kind != 'x' || error != std::errc() || stop != begin + digits) {
-        throw Failure("behind a \\ in a text goes \", \\, or x and two digits");
-    }
-    place += digits;
-    return byte;
-}
-
-/// A text as a word: as it is, or between quotes with characters escaped.
-Numbers unquoted(const std::string &word) {
-    Numbers characters;
-    if (word.front() != quote) {
-        std::transform(word.begin(), word.end(), std::back_inserter(characters),
-                       [](char each) { return static_cast<unsigned char>(each); });
-        return characters;
-    }
-    std::size_t place = 1;
-    while (place < word.size() && word[place] != quote) {
-        const char each = word[place++];
-        characters.push_back(each == escape ? takeEscaped(word, place)
-                                            : static_cast<unsigned char>(each));
-    }
-    if (place + 1 != word.size()) {
-        throw Failure("a text that begins with a quote ends with one");
-    }
-    return characters;
-}
-
-Numbers textFrom(const RecordField &field, const Arguments &words) {
+Numbers charactersFrom(const RecordField &field, const Arguments &words) {
     if (words.size() != 1) {
         throw Failure(field.name + " takes one text, between quotes if it has blanks");
     }
-    Numbers characters = unquoted(words[0]);
+    Numbers characters;
+    for (const char each : textFrom(words[0])) {
+        characters.push_back(static_cast<unsigned char>(each));
+    }
     if (characters.size() > field.count) {
         throw Failure(field.name + " holds " + std::to_string(field.count) + " characters, not " +
                       std::to_string(characters.size()));
@@ -116,7 +80,7 @@ std::string choicesNear(const RecordField &field, Number number) {
 }
 
 Number heldBy(const RecordField &field, const std::string &word) {
-    const Number number = numberFrom(word);
+    const Number number = longNumberFrom(word);
     if (field.canHold(number)) {
         return number;
     }
@@ -236,7 +200,8 @@ Assignment assignmentFrom(const RecordKind &kind, const Arguments &words) {
     }
     const RecordField &field = writableField(kind, name);
     return {&field, 0,
-            field.isText() ? textFrom(field, values) : numbersFrom(field, field.count, values)};
+            field.isText() ? charactersFrom(field, values)
+                           : numbersFrom(field, field.count, values)};
 }
 
 std::string textOf(const RecordField &field, const Numbers &numbers) {
@@ -261,5 +226,6 @@ std::string describe(const RecordField &field) {
                 span(field.least, field.most);
     }
     return text + (field.choices.empty() ? "" : ", preferred numbers") +
+           (field.since > 0 ? ", from revision " + std::to_string(field.since) : "") +
            (field.set ? "" : ", shown only");
 }

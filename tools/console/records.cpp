@@ -21,6 +21,19 @@ std::string RecordKind::title(const Instance &instance) const {
            (instance.state != 0 ? " " + std::to_string(instance.state) : std::string());
 }
 
+bool RecordKind::dependsOnRevision() const {
+    return std::any_of(fields.begin(), fields.end(), [](const RecordField &each) {
+        return each.since > 0 || each.wholeSince > 0;
+    });
+}
+
+void RecordKind::carrySince(int revision, const std::string &firstField) {
+    const auto from = std::find_if(fields.begin(), fields.end(), [&](const RecordField &each) {
+        return each.name == firstField;
+    });
+    std::for_each(from, fields.end(), [=](RecordField &each) { each.since = revision; });
+}
+
 const RecordField *RecordKind::find(const std::string &field) const {
     const auto found = std::find_if(fields.begin(), fields.end(),
                                     [&](const RecordField &each) { return each.name == field; });

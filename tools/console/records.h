@@ -25,8 +25,14 @@ struct RecordField {
     std::function<void(TkBinaryInterface &record, std::size_t place, Number number)> set;
     Numbers choices; ///< in order, where it doesn't hold every number from least to most
 
+    // Revisions of the generator from which on the line carries it, and more than its low byte.
+    int since = 0;
+    int wholeSince = 0;
+
     bool isText() const { return type == "text"; }
     bool canHold(Number number) const;
+    bool isCarriedAt(int revision) const { return revision >= since; }
+    Number mostAt(int revision) const { return revision < wholeSince ? 0xFF : most; }
     Numbers read(TkBinaryInterface &record) const;
 };
 
@@ -60,11 +66,16 @@ struct RecordKind {
     /// Turns to an instance; empty when there is one alone. A record that holds it already stays
     /// valid.
     std::function<void(TkBinaryInterface &record, const Instance &instance)> select = {};
-    /// Copies what the engine keeps; empty for a kind that it doesn't keep.
-    std::function<bool(const TkGeneratorStatus &status, int number, TkBinaryInterface &record)>
-        copy = {};
+    /// Copies what the engine keeps current; empty for a kind that is read.
+    bool (*copy)(const TkGeneratorStatus &status, TkBinaryInterface &record) = nullptr;
 
     bool isNumbered() const { return first != last; }
+
+    /// Whether its form on the line is another from one revision to another.
+    bool dependsOnRevision() const;
+
+    /// The fields from this one on are carried from that revision on.
+    void carrySince(int revision, const std::string &firstField);
 
     /// As on a command line: "tube 1".
     std::string title(const Instance &instance) const;
@@ -74,6 +85,9 @@ struct RecordKind {
 };
 
 const std::vector<RecordKind> &recordKinds();
+
+/// The first revisions of the newer forms of records.
+constexpr int recordForms[] = {150, 300};
 
 // The kinds, in groups with a file each.
 

@@ -7,14 +7,6 @@
 
 namespace {
 
-/// A copy by number, as the engine keeps it.
-template <class Record>
-auto copyBy(bool (TkGeneratorStatus::*copy)(int number, Record *out) const) {
-    return [copy](const TkGeneratorStatus &status, int number, TkBinaryInterface &record) {
-        return (status.*copy)(number, &static_cast<Record &>(record));
-    };
-}
-
 RecordKind receptor() {
     using Record = TkBinary_Receptors;
     RecordKind kind = fields::kind<Record>("receptor", {SHOWN(Receptor),     FIELD(Tube),
@@ -32,7 +24,7 @@ RecordKind receptor() {
                                                         FIELD(Functional),   FIELD(AECLock)});
     kind.last = Record::RECEPTORS - 1;
     kind.select = fields::selectBy(&Record::Receptor);
-    kind.copy = copyBy(&TkGeneratorStatus::getBinaryReceptorData);
+    kind.carrySince(300, "AECLock");
     return kind;
 }
 
@@ -50,7 +42,11 @@ RecordKind aec() {
     kind.first = 1;
     kind.last = Record::CHANNELS;
     kind.select = fields::selectBy(&Record::Channel, kind.first);
-    kind.copy = copyBy(&TkGeneratorStatus::getBinaryAecData);
+    kind.carrySince(150, "RightFieldComp");
+    kind.carrySince(300, "Media");
+    for (RecordField &field : kind.fields) {
+        field.wholeSince = field.name.rfind("Filmscreen", 0) == 0 && field.most > 0xFF ? 300 : 0;
+    }
     return kind;
 }
 
@@ -62,7 +58,7 @@ RecordKind table() {
                                        SHOWN(tableTop_UpDown), SHOWN_TEXT(guidance, GUIDANCE_SIZE),
                                        SHOWN_TEXT(filter, FILTER_SIZE), SHOWN(status)});
     kind.use = RecordUse::present;
-    kind.copy = [](const TkGeneratorStatus &status, int, TkBinaryInterface &record) {
+    kind.copy = [](const TkGeneratorStatus &status, TkBinaryInterface &record) {
         return status.getBinaryDorvaData(&static_cast<Record &>(record));
     };
     return kind;
@@ -106,9 +102,9 @@ RecordKind density() {
 RecordKind chamber() {
     using Record = TkBinary_SCAEC_ChamberSetup;
     RecordKind kind = fields::kind<Record>(
-        "chamber", {ACCESSED(model, setModel), ACCESSED(filmScreen1, setFilmScreen1),
-                    ACCESSED(filmScreen2, setFilmScreen2), ACCESSED(filmScreen3, setFilmScreen3),
-                    ACCESSED(dsaGain, setDSAGain)});
+        "chamber", {fields::shown("channel", &Record::channel), ACCESSED(model, setModel),
+                    ACCESSED(filmScreen1, setFilmScreen1), ACCESSED(filmScreen2, setFilmScreen2),
+                    ACCESSED(filmScreen3, setFilmScreen3), ACCESSED(dsaGain, setDSAGain)});
     kind.last = 3;
     kind.reads = 4;
     kind.select = [](TkBinaryInterface &record, const Instance &instance) {
@@ -169,6 +165,7 @@ RecordKind tube() {
                                                     FIELD(MF_MaxMa_Limit),
                                                     FIELD(MF_MaxMa)});
     kind.last = Record::TUBES - 1;
+    kind.carrySince(300, "MF_Enable");
     kind.select = fields::selectBy(&Record::TubeNumber);
     return kind;
 }

@@ -6,8 +6,9 @@ namespace {
 
 RecordKind dateTime() {
     using Record = TkBinary_DateTime;
-    RecordKind kind = fields::kind<Record>(
-        "datetime", {FIELD(Year), FIELD(Month), FIELD(Day), FIELD(Hour), FIELD(Min), SHOWN(Sec)});
+    RecordKind kind =
+        fields::kind<Record>("datetime", {FIELD(Year), WITHIN(Month, 1, 12), WITHIN(Day, 1, 31),
+                                          WITHIN(Hour, 0, 23), WITHIN(Min, 0, 59), SHOWN(Sec)});
     kind.use = RecordUse::present;
     return kind;
 }

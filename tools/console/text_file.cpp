@@ -2,9 +2,15 @@
 
 #include "console.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
 
 namespace {
 
@@ -34,7 +40,7 @@ std::string contentsOf(const std::string &path, std::uintmax_t longest) {
 /// Where the file itself is or will be: a link keeps pointing there.
 fs::path placeOf(const std::string &path) {
     std::error_code error;
-    if (!fs::exists(path, error)) {
+    if (!fs::exists(fs::symlink_status(path, error))) {
         return path;
     }
     if (!fs::is_regular_file(path, error)) {
@@ -42,6 +48,59 @@ fs::path placeOf(const std::string &path) {
     }
     return fs::canonical(path, error);
 }
+
+std::string reason() {
+    return std::generic_category().message(errno);
+}
+
+/// A new file with a name that no other has; gone again unless it has been kept.
+class NewFile {
+  public:
+    explicit NewFile(std::string path)
+        : m_Path(std::move(path)),
+          m_File(open(m_Path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
+        if (m_File < 0) {
+            throw Failure("'" + m_Path + "' can't be written: " + reason());
+        }
+    }
+    NewFile(const NewFile &) = delete;
+    NewFile &operator=(const NewFile &) = delete;
+    ~NewFile() {
+        close(m_File);
+        if (!m_Kept) {
+            unlink(m_Path.c_str());
+        }
+    }
+
+    /// With the rights of the file in whose place it goes, if there is one.
+    void write(const std::string &text, const fs::path &place) {
+        struct stat old {};
+        const bool replaces = stat(place.c_str(), &old) == 0;
+        std::size_t done = 0;
+        while (done < text.size()) {
+            const ssize_t count = ::write(m_File, text.data() + done, text.size() - done);
+            if (count < 0 && errno != EINTR) {
+                throw Failure("the file can't be written: " + reason());
+            }
+            done += count > 0 ? static_cast<std::size_t>(count) : 0;
+        }
+        if ((replaces && fchmod(m_File, old.st_mode & 07777) != 0) || fsync(m_File) != 0) {
+            throw Failure("the file can't be written: " + reason());
+        }
+    }
+
+    void keepAs(const fs::path &place) {
+        if (rename(m_Path.c_str(), place.c_str()) != 0) {
+            throw Failure("the file can't be replaced: " + reason());
+        }
+        m_Kept = true;
+    }
+
+  private:
+    const std::string m_Path;
+    const int m_File;
+    bool m_Kept = false;
+};
 
 } // namespace
 
@@ -61,18 +120,7 @@ void readLines(const std::string &path, std::uintmax_t longest,
 
 void replaceFile(const std::string &path, const std::string &text) {
     const fs::path place = placeOf(path);
-    fs::path beside = place;
-    beside += ".new";
-    std::ofstream file(beside, std::ios::binary);
-    file.write(text.data(), static_cast<std::streamsize>(text.size()));
-    file.close();
-    std::error_code error;
-    if (file) {
-        fs::rename(beside, place, error);
-    }
-    if (!file || error) {
-        std::error_code ignored;
-        fs::remove(beside, ignored);
-        throw Failure("the file can't be written" + (error ? ": " + error.message() : ""));
-    }
+    NewFile file(place.string() + "." + std::to_string(getpid()) + ".new");
+    file.write(text, place);
+    file.keepAs(place);
 }
