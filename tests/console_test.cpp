@@ -299,13 +299,13 @@ TEST(Console, WritesNoRecordThatItDoesNotKnowWhole) {
         EXPECT_TRUE(scene.generator.readUntil(line.substr(0, line.find(' '))));
     };
     order("record genlimits 0 3 40"); // a code of no number
-    Process console = scene.console({"--refresh", "--keep-going"});
+    Process console = scene.console({"--keep-going"});
     const auto act = [&](const std::string &command, const std::string &outcome) {
         console.writeLine(command);
         EXPECT_TRUE(console.readUntil(outcome)) << command;
     };
     act("record fluorosetup", "isn't known, 'query GR' asks for it");
-    act("wait back 20\nrecord genlimits save " + newer.path + ".no/x", "No such file");
+    act("refresh on\nwait back 20\nrecord genlimits save " + newer.path + ".no/x", "No such file");
     act("record genlimits save " + wide.path + "2", "genlimits: Max_MA 0 can't be restored");
     EXPECT_TRUE(console.readUntil("saved: 1"));
     EXPECT_EQ(std::remove((wide.path + "2").c_str()), 0);

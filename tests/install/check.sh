@@ -1,21 +1,25 @@
 #!/usr/bin/env bash
-# Installs the library, static and shared, and uses it as a stranger would.
+# Installs the library, static and shared, and uses it as a stranger would. The argument is a build of
+# the static one.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$here/../..
+built=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export CXX=${CXX:-c++} CC=${CC:-cc} CXXFLAGS=-O0 CFLAGS=-O0
 strict=(-Wall -Wextra -Wpedantic -Wconversion -Werror -fsyntax-only)
 c_headers=(tkexport.h tkplatform.h tkversion.h toolkit.h)
 
+# With all programs: what they need has to be exported.
+build_shared() {
+    cmake -S "$root" -B "$work/build" -DBUILD_SHARED_LIBS=ON -DTKGEN_BUILD_TESTS=OFF
+    cmake --build "$work/build" --parallel 2
+}
+
 # The installation is moved once it is there, so that nothing in it can rely on its first place.
-install_library() { # kind, BUILD_SHARED_LIBS, TKGEN_BUILD_TOOLS
-    cmake -S "$root" -B "$work/build-$1" -DCMAKE_INSTALL_PREFIX="$work/first" \
-        -DBUILD_SHARED_LIBS="$2" -DTKGEN_BUILD_TOOLS="$3" -DTKGEN_BUILD_TESTS=OFF
-    cmake --build "$work/build-$1" --parallel 2
-    cmake --install "$work/build-$1"
-    rm -r "$work/build-$1"
+install_library() { # kind, directory of its build
+    cmake --install "$2" --prefix "$work/first"
     mv "$work/first" "$work/$1"
 }
 
@@ -78,8 +82,9 @@ check_exports() {
     expect '' "$(grep -E "^((vtable|typeinfo|typeinfo name) for )?($internal)(::|$)" <<<"$exported")"
 }
 
-install_library static OFF OFF
-install_library shared ON ON
+build_shared
+install_library static "$built"
+install_library shared "$work/build"
 use_library static --static
 use_library shared
 check_headers "$work/static/include/tkgen"
