@@ -65,12 +65,12 @@ TkBinary_Custom::TkBinary_Custom(const TkBinary_Custom &other) : TkBinary_Custom
 
 TkBinary_Custom &TkBinary_Custom::operator=(const TkBinary_Custom &other) {
     if (this != &other) {
+        m_Variables = std::deque<Variable>(other.m_Variables); // whole, or nothing has changed
         copyState(other);
         m_bParam = other.m_bParam;
         m_nReadParam = other.m_nReadParam;
         m_nWriteParam = other.m_nWriteParam;
         m_nSize = other.m_nSize;
-        m_Variables = other.m_Variables;
     }
     return *this;
 }

@@ -27,10 +27,8 @@ void settle(Console &console) {
     }
 }
 
-bool exchange(Console &console, const RecordKind &kind, TkBinaryInterface &record, int mode) {
-    if (kind.use == RecordUse::configuration) {
-        settle(console);
-    }
+bool exchange(Console &console, TkBinaryInterface &record, int mode) {
+    settle(console);
     return console.exchange(record, mode);
 }
 
@@ -95,7 +93,7 @@ void readRecord(Console &console, const RecordKind &kind, const Instance &instan
     checkRevision(console, kind);
     select(kind, instance, record);
     for (int reads = 0; reads < kind.reads && !record.isValid(); ++reads) {
-        if (!exchange(console, kind, record, readMode)) {
+        if (!exchange(console, record, readMode)) {
             break;
         }
         select(kind, instance, record);
@@ -147,7 +145,7 @@ Written writeRecord(Console &console, const RecordKind &kind, const Instance &in
         assignment.applyTo(*record);
     }
     std::vector<Numbers> sent = contentsOf(kind, *record);
-    if (!exchange(console, kind, *record, writeMode)) {
+    if (!exchange(console, *record, writeMode)) {
         throw Failure("the generator didn't confirm it");
     }
     if (!readable) {

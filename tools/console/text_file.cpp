@@ -75,7 +75,9 @@ class NewFile {
     /// With the rights of the file in whose place it goes, if there is one.
     void write(const std::string &text, const fs::path &place) {
         struct stat old {};
-        const bool replaces = stat(place.c_str(), &old) == 0;
+        if (stat(place.c_str(), &old) == 0 && fchmod(m_File, old.st_mode & 07777) != 0) {
+            throw Failure("the file can't be written: " + reason());
+        }
         std::size_t done = 0;
         while (done < text.size()) {
             const ssize_t count = ::write(m_File, text.data() + done, text.size() - done);
@@ -84,7 +86,7 @@ class NewFile {
             }
             done += count > 0 ? static_cast<std::size_t>(count) : 0;
         }
-        if ((replaces && fchmod(m_File, old.st_mode & 07777) != 0) || fsync(m_File) != 0) {
+        if (fsync(m_File) != 0) {
             throw Failure("the file can't be written: " + reason());
         }
     }
