@@ -26,5 +26,8 @@
 #include "tkthread.h"
 #include "tkversion.h"
 #include "tkwindowsdispatcher.h"
+#include "tkzmodem.h"
+#include "tkzmodem_receive.h"
+#include "tkzmodem_send.h"
 
 #endif

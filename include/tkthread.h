@@ -3,6 +3,7 @@
 
 #include "tkexport.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -116,7 +117,7 @@ class TKGEN_EXPORT TkThread {
     void setSleepTime(int milliseconds);
     int getSleepTime();
 
-    /// Whether the thread is to go on: true from startControl to stopControl.
+    /// Whether the thread is to go on: true from startControl to stopControl. Takes no lock.
     bool isThreadActive();
 
     /// Sleeps on the calling thread.
@@ -134,6 +135,9 @@ class TKGEN_EXPORT TkThread {
     /// Whether the caller is the worker thread.
     bool onThread();
 
+    /// Lets the thread end behind its present cycle. Doesn't wait, and may be called on it.
+    void endAfterCycle();
+
   private:
     static void processThread(void *object);
     int stop(bool insist);
@@ -143,7 +147,7 @@ class TKGEN_EXPORT TkThread {
     std::mutex m_Mutex; // guards all below; only the register of waits is locked while it is held
     std::condition_variable m_Changed;
     int m_nSleepTime = 1;
-    bool m_bActive = false;
+    std::atomic<bool> m_bActive{false}; // written under the lock, for the sleep that it ends
     unsigned long m_nStarts = 0;
     std::thread m_Thread; // joinable until it has been collected
 };

@@ -65,6 +65,12 @@ void TkThread::endThread() {
     stop(true);
 }
 
+void TkThread::endAfterCycle() {
+    const std::lock_guard<std::mutex> lock(m_Mutex);
+    m_bActive = false;
+    m_Changed.notify_all();
+}
+
 int TkThread::stop(bool insist) {
     unsigned long started = 0;
     unsigned long moment = 0;
@@ -100,8 +106,7 @@ int TkThread::getSleepTime() {
 }
 
 bool TkThread::isThreadActive() {
-    const std::lock_guard<std::mutex> lock(m_Mutex);
-    return m_bActive;
+    return m_bActive.load(std::memory_order_acquire);
 }
 
 void TkThread::tksleep(long milliseconds) {

@@ -4,6 +4,8 @@
 #include "tkplatform.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <memory>
 
 /// What the library needs of a system, in the library's own terms. A backend stands behind it,
@@ -104,6 +106,21 @@ class SerialDevice {
     /// Reads CTS, RING or DSR: 1 on, 0 off, -1 on failure and for the two outputs.
     virtual int readLine(ModemLine line) = 0;
 };
+
+// --- Files --------------------------------------------------------------------------------------
+
+struct FileFacts {
+    std::uint64_t size = 0;    ///< bytes
+    std::int64_t modified = 0; ///< seconds since 1970
+};
+
+/// The facts of a regular file, also through a link. False when there is none at `path`.
+bool fileFacts(const char *path, FileFacts *facts);
+
+/// Creates a regular file for writing, or empties the one that is there. Null on failure, and when
+/// the place is taken by anything else: a directory, a device, a pipe, a link to elsewhere. Never
+/// waits for another program.
+std::FILE *createFile(const char *path);
 
 // --- Messages and debug output ------------------------------------------------------------------
 
