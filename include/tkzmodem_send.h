@@ -58,6 +58,7 @@ class TKGEN_EXPORT TkZModem_Send : public TkZModem {
     bool m_bPositioned = false; // a ZRPOS came: from then on a ZRINIT ends the file
     unsigned int m_nRetries = NUM_RETRIES;
     std::uint32_t m_nHighest = 0; // position that the receiver has named
+    unsigned int m_nRewinds = 0;  // since then
 };
 
 #endif

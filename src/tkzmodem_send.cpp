@@ -157,6 +157,7 @@ int TkZModem_Send::serveReceiver() {
     m_bPositioned = false;
     m_nRetries = NUM_RETRIES;
     m_nHighest = 0;
+    m_nRewinds = 0;
     m_nIdle = 0;
     int result = DONE;
     while (result == DONE) {
@@ -218,9 +219,12 @@ int TkZModem_Send::rewind() {
     m_bPositioned = true;
     m_nBytesTransferred = m_nHeaderValue;
     m_nMeasureStart = m_nHeaderValue;
-    if (m_nHeaderValue > m_nHighest) {
+    if (m_nHeaderValue > m_nHighest && m_nHeaderValue <= m_nTotalSize) {
         m_nHighest = m_nHeaderValue;
-        m_nIdle = 0;
+        m_nRewinds = 0;
+    }
+    if (++m_nRewinds > IDLE_LIMIT) {
+        return FAILED;
     }
     m_State = State::streaming;
     m_bDataHeaderDue = true;
@@ -238,6 +242,7 @@ int TkZModem_Send::rewind() {
 }
 
 int TkZModem_Send::sendNext() {
+    m_nIdle = 0;
     if (m_bDataHeaderDue) {
         m_bDataHeaderDue = false;
         return sendBinaryPacket(ZDATA, m_nBytesTransferred);

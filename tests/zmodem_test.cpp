@@ -14,6 +14,7 @@
 #include <memory>
 #include <numeric>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <utime.h>
 
 // Transfers against a peer that says what the story wants, with a clock that runs as soon as
@@ -148,7 +149,7 @@ struct Transfers : testing::Test {
         link = std::make_unique<HastyLink>(clock, Peer(std::move(changes)));
     }
 
-    const std::string directory = testing::TempDir() + "tkgen-zmodem/";
+    const std::string directory = testing::TempDir() + "zmodem" + std::to_string(::getpid()) + "/";
     SettableClock clock;
     TransferRecorder recorder;
     std::unique_ptr<HastyLink> link;
