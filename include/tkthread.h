@@ -118,7 +118,7 @@ class TKGEN_EXPORT TkThread {
     int getSleepTime();
 
     /// Whether the thread is to go on: true from startControl to stopControl. Takes no lock.
-    bool isThreadActive();
+    bool isThreadActive() const { return m_bActive.load(std::memory_order_acquire); }
 
     /// Sleeps on the calling thread.
     static void tksleep(long milliseconds);

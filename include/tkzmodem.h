@@ -20,8 +20,8 @@ class TkComms;
 /// own thread. The link stays the application's; until the thread has ended it belongs to the
 /// transfer alone, and no control engine may run on it.
 ///
-/// A transfer ends by itself, whatever the far end does: silence is given NUM_RETRIES waits of
-/// TIMEOUT_PERIOD, and traffic that brings it no further is limited in bytes and in headers. While
+/// A transfer ends by itself, whatever the far end does: silence is given up to NUM_RETRIES + 1
+/// waits of TIMEOUT_PERIOD, and what brings it no further is limited in bytes and headers. While
 /// it waits for the line it sleeps. cancelTransfer and the destructor end it within a millisecond
 /// or so, or when the link has taken the bytes of a write under way.
 class TKGEN_EXPORT TkZModem : public TkThread {
@@ -152,6 +152,7 @@ class TKGEN_EXPORT TkZModem : public TkThread {
 
     // Sending. The result is DONE, CANCELLED when the thread has been stopped, or NO_DEVICE; what
     // the link says of a write isn't looked at, since the peer asks again for what it missed.
+    // sendBinaryPacket sends the cancel sequence instead once the transfer has been cancelled.
 
     int sendByte(unsigned char byte, bool encode);
     int sendBytes(unsigned char *bytes, unsigned int length, bool encode);
@@ -199,6 +200,10 @@ class TKGEN_EXPORT TkZModem : public TkThread {
     /// Waits for a header of any kind and stores its type and value when its check holds. A
     /// ZABORT gives PEER_ENDED.
     int receiveHexHeader(int timeout);
+
+    /// The same for a streaming sender: the first byte has what is left of `timeout` when
+    /// `elapsed` of it has passed, but is taken in any case if it is there.
+    int lookForHeader(unsigned int timeout, unsigned long elapsed);
 
     int getByte(unsigned int timeout, unsigned char *byte);
     int readDecodeHexBytes(int timeout, unsigned char *bytes, int count);
@@ -248,8 +253,10 @@ class TKGEN_EXPORT TkZModem : public TkThread {
 
     void put(unsigned char byte, bool encode);
     void flush();
-    int huntHeader(int timeout, unsigned char *kind);
+    int receiveHeader(unsigned int firstWait, unsigned int timeout);
+    int huntHeader(unsigned int firstWait, unsigned int timeout, unsigned char *kind);
     int readHeader(unsigned char kind);
+    int takeByte(unsigned char *byte);
     int waitForByte(unsigned int timeout, unsigned char *byte);
 
     std::vector<char> m_Out; // gathered for the link

@@ -3,15 +3,16 @@
 
 #include "tkzmodem.h"
 
-/// Receives files from a ZMODEM sender, one after another, into a directory.
+/// Receives files from a ZMODEM sender, one after another, as many as it sends, into a directory.
 ///
-/// Checks are 16 bits wide: a sender that could do 32 must be told not to. Subpackets may be 1024
-/// bytes long. A file of the same name is overwritten; what of a file has arrived when a transfer
-/// fails stays. Where the line damaged the stream, it is asked for again from the last good byte.
+/// Checks are 16 bits wide, subpackets 1024 bytes long at most, and control characters are escaped
+/// one by one: a sender that would do otherwise must be told not to. A file of the same name is
+/// overwritten; what of a file has arrived when a transfer fails stays. Where the line damaged the
+/// stream, it is asked for again from the last good byte.
 ///
 /// Names come from the peer. One with a ".." component, a drive letter, a backslash or a leading
 /// "/" can't be created, and neither can one whose place is taken by anything but a regular file;
-/// one with "/" lands in a subdirectory that is there.
+/// one with "/" lands in a subdirectory that is there, and is no link.
 ///
 /// Events: establishing_comms when a sender asks; transfer_started for each file, also when it
 /// can't be created; progress_changed for each file and each subpacket; at the end
@@ -26,8 +27,8 @@ class TKGEN_EXPORT TkZModem_Receive : public TkZModem {
 
     void threadCycle() override;
 
-    // What the cycle runs. All block, and belong to the transfer's thread; off it they give
-    // CANCELLED.
+    // What the cycle runs. All block, and belong to the transfer's thread; off it, what needs the
+    // link gives CANCELLED.
 
     /// The whole conversation: SESSION_ENDED, FAILED, PEER_ENDED, TIMED_OUT when no sender was
     /// heard, CANCELLED, NO_DEVICE.
@@ -74,8 +75,10 @@ class TKGEN_EXPORT TkZModem_Receive : public TkZModem {
     int compareCheck(unsigned short expected);
 
     unsigned char m_Buffer[TRANSFER_BLOCK_SIZE + 1] = {};
-    bool m_bLost = false;  // damage: what follows may be a stream that was left behind
-    bool m_bQuiet = false; // the conversation ended without an event
+    bool m_bDamaged =
+        false; // of the present file: the stream was asked for again, or had noise in it
+    bool m_bDropped = false; // a subpacket that was too long
+    bool m_bQuiet = false;   // the conversation ended without an event
     unsigned int m_nWait = TIMEOUT_PERIOD;
     unsigned int m_nRetries = NUM_RETRIES;
 };

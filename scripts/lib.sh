@@ -6,7 +6,7 @@
 # shellcheck disable=SC2034
 build_packages=(g++ cmake ninja-build libcli11-dev)
 # shellcheck disable=SC2034
-test_packages=(pkg-config python3 libgtest-dev libbenchmark-dev)
+test_packages=(pkg-config python3 lrzsz libgtest-dev libbenchmark-dev)
 
 is_installed() {
     [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]

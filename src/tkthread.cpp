@@ -105,10 +105,6 @@ int TkThread::getSleepTime() {
     return m_nSleepTime;
 }
 
-bool TkThread::isThreadActive() {
-    return m_bActive.load(std::memory_order_acquire);
-}
-
 void TkThread::tksleep(long milliseconds) {
     tkplatform::sleep(milliseconds);
 }

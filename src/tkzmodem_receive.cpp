@@ -216,7 +216,7 @@ int TkZModem_Receive::receiveFile(unsigned char *buffer, int length) {
     m_nIdle = 0;
     m_nRetries = NUM_RETRIES;
     m_nWait = TIMEOUT_PERIOD;
-    m_bLost = false;
+    m_bDamaged = false;
     m_bNoise = false;
     int result = openWriteFile(buffer, length);
     fire(TRANSFER_STARTED);
@@ -248,26 +248,27 @@ int TkZModem_Receive::awaitHeaderOfFile(unsigned char *buffer, bool *ended) {
         return heard;
     }
     m_nRetries = NUM_RETRIES;
-    m_bLost = m_bLost || m_bNoise;
+    m_bDamaged = m_bDamaged || m_bNoise;
     m_bNoise = false;
     return ++m_nIdle > IDLE_LIMIT ? FAILED : actOnHeaderOfFile(buffer, ended);
 }
 
 int TkZModem_Receive::actOnHeaderOfFile(unsigned char *buffer, bool *ended) {
-    // Positions aren't compared while the line is good. Behind damage, a header with another one
-    // belongs to the stream as it was before it was asked for again: taking that would store a
-    // wrong file, or end it too early, and call it complete.
-    const bool isStale = m_bLost && m_nHeaderValue != m_nBytesTransferred;
+    // Positions aren't compared as long as the line was good. Behind damage, a header with another
+    // one belongs to a stream that was left behind: taking that would store a wrong file, or end
+    // it too early, and call it complete. What was asked for follows soon, unless the sender
+    // missed it.
+    const bool isStale = m_bDamaged && m_nHeaderValue != m_nBytesTransferred;
+    if (isStale && (m_nHeaderType == ZDATA || m_nHeaderType == ZEOF)) {
+        m_nWait = BYTE_PERIOD;
+        return DONE;
+    }
     switch (m_nHeaderType) {
     case ZFILE:
         return fileOfferedAgain(buffer);
     case ZDATA:
-        return isStale ? DONE : takeData(buffer);
+        return takeData(buffer);
     case ZEOF:
-        if (isStale) {
-            m_nWait = BYTE_PERIOD; // the data asked for follow soon, unless the sender missed it
-            return DONE;
-        }
         *ended = true;
         return endOfFile();
     case ZCAN:
@@ -279,7 +280,7 @@ int TkZModem_Receive::actOnHeaderOfFile(unsigned char *buffer, bool *ended) {
 
 /// Asks for the stream from where the file stands.
 int TkZModem_Receive::askAgain() {
-    m_bLost = true;
+    m_bDamaged = true;
     clearCommTrafic(0);
     return sendHexPacket(ZRPOS, m_nBytesTransferred);
 }
@@ -296,7 +297,7 @@ int TkZModem_Receive::fileOfferedAgain(unsigned char *buffer) {
 }
 
 int TkZModem_Receive::takeData(unsigned char *buffer) {
-    m_bLost = false;
+    m_bDropped = false;
     const int result = receiveDataStream(buffer);
     if (result == CANCELLED) {
         return result;
@@ -305,7 +306,7 @@ int TkZModem_Receive::takeData(unsigned char *buffer) {
         sendCancelPacket();
         return result;
     }
-    return result == DONE && !m_bLost ? DONE : askAgain();
+    return result == DONE && !m_bDropped ? DONE : askAgain();
 }
 
 int TkZModem_Receive::endOfFile() {
@@ -350,7 +351,7 @@ int TkZModem_Receive::receiveDataStream(unsigned char *buffer) {
             return result;
         }
         if (length > TRANSFER_BLOCK_SIZE) { // its end was damaged, or the sender's are longer
-            m_bLost = true;
+            m_bDropped = true;
             return DONE;
         }
         result = acceptSubpacket(buffer, length, end);
@@ -438,7 +439,7 @@ int TkZModem_Receive::openWriteFile(unsigned char *block, int length) {
     m_nTotalSize = details.number();
 
     closeFile();
-    m_pFile = staysInside(name) ? tkplatform::createFile((m_FilePath + name).c_str()) : nullptr;
+    m_pFile = staysInside(name) ? tkplatform::createFile(m_FilePath, name) : nullptr;
     return m_pFile ? DONE : FAILED;
 }
 

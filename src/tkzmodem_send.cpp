@@ -2,10 +2,10 @@
 
 #include "platform/platform.h"
 
-#include <algorithm>
 #include <array>
 #include <cinttypes>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -32,7 +32,7 @@ std::string fileDetails(const std::string &name, const tkplatform::FileFacts &fa
 
 } // namespace
 
-TkZModem_Send::TkZModem_Send(char const *path, TkComms *device) : TkZModem(device) {
+TkZModem_Send::TkZModem_Send(char const *path, TkComms *device) : TkZModem(device), m_SentTimer(0) {
     m_FilePath = path ? path : "";
     setFileName(nameBehindPath(m_FilePath));
     m_nReceiverFlags = 0;
@@ -121,7 +121,7 @@ int TkZModem_Send::transmitFileData(unsigned long offset) {
         return sendCancelPacket();
     }
     std::array<char, TRANSFER_BLOCK_SIZE> block{};
-    if (!m_pFile || std::fseek(m_pFile, static_cast<long>(offset), SEEK_SET) != 0) {
+    if (!m_pFile || !tkplatform::seekTo(m_pFile, offset)) {
         return FAILED;
     }
     const std::size_t count = std::fread(block.data(), 1, block.size(), m_pFile);
@@ -146,7 +146,7 @@ int TkZModem_Send::transmitFileData(unsigned long offset) {
 
 bool TkZModem_Send::openFile() {
     closeFile();
-    m_pFile = std::fopen(m_FilePath.c_str(), "rb");
+    m_pFile = tkplatform::openFile(m_FilePath.c_str());
     return m_pFile != nullptr;
 }
 
@@ -156,16 +156,35 @@ int TkZModem_Send::serveReceiver() {
     m_State = State::position;
     m_bPositioned = false;
     m_nRetries = NUM_RETRIES;
+    m_bSaidGoodbye = false;
     m_nHighest = 0;
     m_nRewinds = 0;
     m_nIdle = 0;
+    m_SentTimer.reset();
     int result = DONE;
     while (result == DONE) {
-        const bool streaming = m_State == State::streaming;
-        const int heard = receiveHexHeader(streaming ? LOOK_PERIOD : TIMEOUT_PERIOD);
+        const int heard = listen();
         result = heard == DONE ? withHeader() : withoutHeader(heard);
     }
     return result;
+}
+
+int TkZModem_Send::listen() {
+    switch (m_State) {
+    case State::position: {
+        // A header that changes nothing doesn't prolong the wait: a receiver that missed the offer
+        // may repeat its ZRINIT for ever, while it waits for the next offer.
+        const unsigned long waited = m_SentTimer.elapsedTime();
+        return receiveHexHeader(waited < TIMEOUT_PERIOD ? static_cast<int>(TIMEOUT_PERIOD - waited)
+                                                        : 1);
+    }
+    case State::streaming:
+        // On a slow line the block alone takes longer than the look, and the receiver could speak
+        // all the while: nothing is gained by leaving the line idle behind it.
+        return lookForHeader(LOOK_PERIOD, m_SentTimer.elapsedTime());
+    default:
+        return receiveHexHeader(TIMEOUT_PERIOD);
+    }
 }
 
 int TkZModem_Send::withoutHeader(int heard) {
@@ -179,12 +198,13 @@ int TkZModem_Send::withoutHeader(int heard) {
     if (m_State == State::streaming) {
         return sendNext();
     }
+    if (m_State == State::end) {
+        return heard; // a second offer would make the receiver empty what it has received
+    }
+    m_SentTimer.reset();
     transmitFileDetails(); // the receiver may have lost them
     if (heard == TIMED_OUT && --m_nRetries == 0) {
         return FAILED;
-    }
-    if (m_State == State::end) {
-        return heard;
     }
     return ++m_nIdle > IDLE_LIMIT ? FAILED : DONE;
 }
@@ -210,9 +230,12 @@ int TkZModem_Send::withHeader() {
 int TkZModem_Send::endSession(EVENTS event) {
     m_State = State::end;
     m_bPositioned = true;
+    const bool again = std::exchange(m_bSaidGoodbye, true);
     const int result = sendEndOfSession();
-    fire(event);
-    return result;
+    if (!again) {
+        fire(event);
+    }
+    return result == DONE && again ? TIMED_OUT : result;
 }
 
 int TkZModem_Send::rewind() {
@@ -243,6 +266,7 @@ int TkZModem_Send::rewind() {
 
 int TkZModem_Send::sendNext() {
     m_nIdle = 0;
+    m_SentTimer.reset();
     if (m_bDataHeaderDue) {
         m_bDataHeaderDue = false;
         return sendBinaryPacket(ZDATA, m_nBytesTransferred);
@@ -254,7 +278,9 @@ int TkZModem_Send::sendNext() {
     if (result == DONE) {
         ++m_nBlocksTransferred;
         m_nBytesTransferred += TRANSFER_BLOCK_SIZE;
-    } else if (result == END_OF_FILE) {
+        return m_nBytesTransferred < TRANSFER_BLOCK_SIZE ? FAILED : DONE; // it grew past 4 GiB
+    }
+    if (result == END_OF_FILE) {
         m_State = State::end;
         return DONE;
     }

@@ -2,6 +2,7 @@
 #include "tkcrc.h"
 #include "tkzmodem.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -266,6 +267,15 @@ bool TkZModem::Patience::lasts() {
     return m_nBytes++ < HUNT_LIMIT && !m_Timer.timedOut();
 }
 
+/// What is there, without a wait: TIMED_OUT when that is nothing.
+int TkZModem::takeByte(unsigned char *byte) {
+    const int count = m_pDevice->read_ch(reinterpret_cast<char *>(byte));
+    if (isCancelled() || !isThreadActive()) {
+        return CANCELLED;
+    }
+    return count > 0 ? DONE : TIMED_OUT;
+}
+
 /// A link gives a byte that is there at once, so that only a wait needs the time.
 int TkZModem::getByte(unsigned int timeout, unsigned char *byte) {
     if (!m_pDevice) {
@@ -274,11 +284,8 @@ int TkZModem::getByte(unsigned int timeout, unsigned char *byte) {
     if (timeout == 0) {
         return TIMED_OUT;
     }
-    const int count = m_pDevice->read_ch(reinterpret_cast<char *>(byte));
-    if (isCancelled() || !isThreadActive()) {
-        return CANCELLED;
-    }
-    return count > 0 ? DONE : waitForByte(timeout, byte);
+    const int result = takeByte(byte);
+    return result == TIMED_OUT ? waitForByte(timeout, byte) : result;
 }
 
 /// Sleeping a millisecond leaves the driver's queue far from full at every rate. A byte that came
@@ -290,12 +297,9 @@ int TkZModem::waitForByte(unsigned int timeout, unsigned char *byte) {
         if (timer.timedOut()) {
             break;
         }
-        const int count = m_pDevice->read_ch(reinterpret_cast<char *>(byte));
-        if (isCancelled() || !isThreadActive()) {
-            return CANCELLED;
-        }
-        if (count > 0) {
-            return DONE;
+        const int result = takeByte(byte);
+        if (result != TIMED_OUT) {
+            return result;
         }
     }
     return TIMED_OUT;
@@ -342,14 +346,15 @@ int TkZModem::readDecodeBytes(int timeout, unsigned char *bytes, int count) {
     return DONE;
 }
 
-/// Finds '*', ZDLE and a letter, one right behind the other. In the midst of a stream that was left
-/// behind, data never look like that, since a ZDLE in it is followed by other letters; taking a
-/// letter that stands further behind for a header would make every few hundred bytes of it one
-/// that is damaged.
-int TkZModem::huntHeader(int timeout, unsigned char *kind) {
-    for (Patience patience(static_cast<unsigned int>(timeout)); patience.lasts();) {
+/// Finds '*', ZDLE and a letter, one right behind the other. Data of a stream that was left behind
+/// never look like that, as long as the sender escapes no more than it has to: a ZDLE is followed
+/// by other letters then. Taking a letter that stands further behind for a header would make every
+/// few hundred bytes of it one that is damaged.
+int TkZModem::huntHeader(unsigned int firstWait, unsigned int timeout, unsigned char *kind) {
+    unsigned int wait = firstWait;
+    for (Patience patience(timeout); patience.lasts(); wait = timeout) {
         unsigned char byte = 0;
-        const int result = getByte(static_cast<unsigned int>(timeout), &byte);
+        const int result = wait > 0 ? getByte(wait, &byte) : takeByte(&byte);
         if (result != DONE) {
             return result;
         }
@@ -372,8 +377,18 @@ int TkZModem::huntHeader(int timeout, unsigned char *kind) {
 }
 
 int TkZModem::receiveHexHeader(int timeout) {
+    const auto wait = static_cast<unsigned int>(std::max(timeout, 0));
+    return receiveHeader(wait, wait);
+}
+
+int TkZModem::lookForHeader(unsigned int timeout, unsigned long elapsed) {
+    return receiveHeader(elapsed < timeout ? timeout - static_cast<unsigned int>(elapsed) : 0,
+                         timeout);
+}
+
+int TkZModem::receiveHeader(unsigned int firstWait, unsigned int timeout) {
     unsigned char kind = 0;
-    const int result = huntHeader(timeout, &kind);
+    const int result = m_pDevice ? huntHeader(firstWait, timeout, &kind) : NO_DEVICE;
     return result == DONE ? readHeader(kind) : result;
 }
 

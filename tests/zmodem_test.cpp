@@ -86,12 +86,18 @@ class Shown : public Transfer {
     }
 
     using Transfer::getByte;
+    using Transfer::m_nBlocksTransferred;
+    using Transfer::m_nBytesTransferred;
     using Transfer::m_nHeaderType;
     using Transfer::m_nHeaderValue;
+    using Transfer::m_nMeasureStart;
     using Transfer::m_nTotalSize;
     using Transfer::receiveHexHeader;
+    using Transfer::sendBinaryPacket;
     using Transfer::sendByte;
     using Transfer::sendHexPacket;
+    using Transfer::updateCPS;
+    using Transfer::updateSecondsRemaining;
 
   private:
     const Body m_Body;
@@ -144,9 +150,9 @@ struct Transfers : testing::Test {
         return all;
     }
 
-    void connect(Peer::Answers changes, Peer::Answers usual) {
+    void connect(Peer::Answers changes, Peer::Answers usual, Peer::Hook hook = nullptr) {
         changes.merge(usual);
-        link = std::make_unique<HastyLink>(clock, Peer(std::move(changes)));
+        link = std::make_unique<HastyLink>(clock, Peer(std::move(changes), std::move(hook)));
     }
 
     const std::string directory = testing::TempDir() + "zmodem" + std::to_string(::getpid()) + "/";
@@ -191,12 +197,12 @@ TEST_F(Transfers, WireForms) {
         const std::string crc32 = "*\x18"
                                   "C\x0Dxyz1\xB9\x5B\xFE\x4B"s;
         for (const std::string &in :
-             {"no*ise"s + "**\x18\x18\x18\x18xB" + hex(TkZModem::ZRPOS, 0x12345678),
+             {"no*Aise*Bee"s + "**\x18\x18\x18\x18xB" + hex(TkZModem::ZRPOS, 0x12345678),
               CANS.substr(1) + "x" + binary(TkZModem::ZEOF, 0x18000000), hex(TkZModem::ZABORT, 3),
               damaged(hex(TkZModem::ZFIN)),
               "**\x18"
               "B01A0"s,
-              "*" + CANS, "x"s}) {
+              "*" + CANS, "**"s, hex(TkZModem::ZSKIP, 1).substr(2), "x"s}) {
             link->arrive(in);
             results.push_back(self.receiveHexHeader(10000));
             results.push_back(self.m_nHeaderType);
@@ -207,12 +213,12 @@ TEST_F(Transfers, WireForms) {
         results.insert(results.end(), {self.getByte(0, &byte), byte, self.getByte(5, &byte), byte});
     });
     sender.run();
-    EXPECT_EQ(results, (std::vector<int>{0, 0,  9,          0, 0, // sent
-                                         0, 9,  0x12345678,       // hexadecimal
-                                         0, 11, 0x18000000,       // binary, and escaped
-                                         2, 7,  3,                // stored all the same
-                                         3, 7,  3,          3, 7,   3, 9,  7, 3, // nothing stored
-                                         6, 7,  3,          6, 'z', 0, 'y'}));
+    EXPECT_EQ(results, (std::vector<int>{0, 0,  9,          0, 0,             // sent
+                                         0, 9,  0x12345678,                   // hexadecimal
+                                         0, 11, 0x18000000,                   // binary, and escaped
+                                         2, 7,  3,                            // stored all the same
+                                         3, 7,  3,          3, 7, 3, 9, 7, 3, // nothing stored
+                                         6, 7,  3,          0, 5, 1, 6, 5, 1, 6, 'z', 0, 'y'}));
     EXPECT_EQ(written(), "**\x18"
                          "B0100000023be50\r\n\x11" +
                              hex(TkZModem::ZACK, 1) + CANS + CANS + "\x18\xD3\x7F");
@@ -286,6 +292,15 @@ TEST_F(Transfers, ASenderEndsWhateverTheReceiverDoes) {
         const std::string told = events();
         EXPECT_TRUE(!row.events || told == row.events) << told;
     }
+    using Counts = std::vector<std::pair<int, int>>; // of what is repeated
+    for (const auto &[type, count] : Counts{{T::ZRQINIT, 10}, {T::ZFILE, 11}, {T::ZFIN, 11}}) {
+        int seen = 0;
+        connect({{type, {}}}, RECEIVER,
+                [&, at = type](int header) { seen += header == at ? 1 : 0; });
+        Sender(file(5000), link.get()).run();
+        EXPECT_EQ(seen, count) << type;
+        events();
+    }
     for (const std::string &path : {directory + "missing", directory + "in", "/dev/zero"s,
                                     directory + std::string(1100, 'n')}) {
         connect({}, RECEIVER);
@@ -357,7 +372,8 @@ TEST_F(Transfers, SubpacketsAreAnsweredByTheirEnds) {
               {binary(TkZModem::ZDATA) + subpacket("abc", 'j') + subpacket(all, 'i') +
                    "\x18l\x18m\x18\x01\x18\x18\x58" + subpacket("\x7F\xFF\x01\x58", 'k').substr(4) +
                    binary(TkZModem::ZDATA) + damaged(subpacket("0123456789", 'h')),
-               binary(TkZModem::ZDATA, 16) + subpacket(std::string(1024, 'z'), 'h') + END}}},
+               binary(TkZModem::ZDATA, 16) + subpacket(std::string(1024, 'z'), 'h') +
+                   binary(TkZModem::ZEOF, 1040)}}},
             SENDER);
     Receiver receiver(directory + "in/", link.get());
     EXPECT_EQ(receiver.run(), 4);
@@ -439,4 +455,110 @@ TEST_F(Transfers, DamageNeverPassesForAFile) {
         complete += gotFile ? 1 : 0;
     }
     EXPECT_GT(complete, 0);
+}
+
+TEST_F(Transfers, ASenderGoesBackAndHeedsNoAcknowledgement) {
+    const std::string path = file(160000);
+    const std::string content = contentOf(path);
+    Peer receiver(RECEIVER);
+    std::size_t position = 1;
+    int blocks = 0;
+    link = std::make_unique<HastyLink>(clock, [&](const std::string &written) {
+        if (written.rfind(binary(TkZModem::ZDATA, 0).substr(0, 4), 0) == 0) {
+            position = blocks == 0 ? 0 : 2048;
+            EXPECT_EQ(written, binary(TkZModem::ZDATA, position));
+        } else if (written[0] != '*' && position != 1) {
+            const std::string data = content.substr(position, 1024);
+            const bool isLast = data.size() < 1024;
+            EXPECT_EQ(written, subpacket(data, isLast ? 'h' : 'i') +
+                                   (isLast ? binary(TkZModem::ZEOF, 160000) : ""));
+            position += 1024;
+            return ++blocks == 5 ? hex(TkZModem::ZRPOS, 2048)
+                   : isLast      ? receiver(binary(TkZModem::ZEOF))
+                                 : hex(TkZModem::ZACK, position);
+        }
+        return receiver(written);
+    });
+    Sender sender(path, link.get());
+    EXPECT_EQ(sender.run(), 4);
+    EXPECT_EQ(blocks, 5 + 155);
+    EXPECT_EQ(sender.getTotalBlocksTransfered(), 159U);
+    const std::string told = events();
+    EXPECT_EQ(told, "es" + std::string(160, 'p') + "c");
+}
+
+TEST_F(Transfers, ACancelOrADestructionEndsEveryStep) {
+    using T = TkZModem;
+    const struct {
+        bool sends;
+        int at; // the header behind which it comes
+        const char *events;
+        bool tellsPeer;
+    } rows[] = {{true, T::ZRQINIT, "ex", false},     {true, T::ZFILE, "ex", false},
+                {true, T::ZDATA, "esx", false},      {true, T::ZEOF, "espppppx", false},
+                {true, T::ZFIN, "espppppcx", false}, {false, T::ZRINIT, "x", true},
+                {false, T::ZRPOS, "psxx", true},     {false, T::ZFIN, "psp", false}};
+    for (const auto &row : rows) {
+        for (const bool destroys : {false, true}) {
+            SCOPED_TRACE(std::to_string(row.at) + (destroys ? " destroyed" : ""));
+            std::filesystem::remove(directory + "in/a.bin");
+            std::unique_ptr<TkZModem> transfer;
+            std::atomic<bool> seen{false};
+            connect({{row.at, {""}}}, row.sends ? RECEIVER : SENDER, [&](int type) {
+                if (type == row.at && !destroys) {
+                    transfer->cancelTransfer(true);
+                }
+                seen = seen || type == row.at;
+            });
+            if (row.sends) {
+                transfer = std::make_unique<Sender>(file(5000), link.get());
+            } else {
+                transfer = std::make_unique<Receiver>(directory + "in/", link.get());
+            }
+            transfer->start();
+            while (destroys ? !seen : transfer->isTransferComplete()) {
+                std::this_thread::yield();
+            }
+            transfer.reset();
+            const std::string told = events();
+            if (!destroys) {
+                EXPECT_EQ(told, row.events);
+                EXPECT_EQ(written().find(CANS + CANS) != std::string::npos, row.tellsPeer);
+            }
+        }
+    }
+    connect({}, {});
+    Sender sender(file(10), link.get(), [&](Sender &self) {
+        self.cancelTransfer(true);
+        EXPECT_EQ(self.sendBinaryPacket(T::ZDATA, 0), 9);
+        EXPECT_EQ(self.transmitFileData(0), 9);
+    });
+    sender.run();
+    EXPECT_EQ(written(), CANS + CANS + CANS + CANS);
+}
+
+TEST_F(Transfers, RateAndTimeLeft) {
+    connect({}, {});
+    Sender sender("x", link.get(), [&](Sender &self) {
+        const auto after = [&](unsigned long milliseconds, unsigned int bytes) {
+            clock.advance(milliseconds);
+            self.m_nBytesTransferred = bytes;
+            const unsigned long rate = self.updateCPS();
+            const std::pair<unsigned long, unsigned long> both = {rate,
+                                                                  self.updateSecondsRemaining()};
+            EXPECT_EQ(both, std::make_pair(self.getCPS(), self.getSecondsRemaining()));
+            return both;
+        };
+        self.m_nTotalSize = 10000;
+        self.m_nMeasureStart = 1000;
+        EXPECT_EQ(after(2000, 3000), std::make_pair(1000UL, 7UL));
+        self.m_nBlocksTransferred = 1;
+        EXPECT_EQ(after(1000, 6000), std::make_pair(1666UL, 3UL));  // by the mean of both
+        EXPECT_EQ(after(1000, 11000), std::make_pair(2500UL, 0UL)); // more than there should be
+        for (int i = 0; i < 9; ++i) {
+            EXPECT_EQ(after(1000, 1000), std::make_pair(0UL, 0UL));
+        }
+        EXPECT_EQ(after(1000, 1015), std::make_pair(1UL, 0UL)); // by a mean of 0
+    });
+    sender.run();
 }

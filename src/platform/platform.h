@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 /// What the library needs of a system, in the library's own terms. A backend stands behind it,
 /// posix/ or win32/, and beside that what is the same on every system. Nothing outside
@@ -117,10 +118,18 @@ struct FileFacts {
 /// The facts of a regular file, also through a link. False when there is none at `path`.
 bool fileFacts(const char *path, FileFacts *facts);
 
-/// Creates a regular file for writing, or empties the one that is there. Null on failure, and when
-/// the place is taken by anything else: a directory, a device, a pipe, a link to elsewhere. Never
-/// waits for another program.
-std::FILE *createFile(const char *path);
+/// Opens a regular file for reading. Null on failure, and for anything else. Never waits for
+/// another program.
+std::FILE *openFile(const char *path);
+
+/// Sets the position from which a file is read. False on failure.
+bool seekTo(std::FILE *file, std::uint64_t position);
+
+/// Creates a regular file for writing, or empties the one that is there, at `place` followed by
+/// `name`. Null on failure, and when the file's place is taken by anything else: a directory, a
+/// device, a pipe, a link. No link in `name` is followed; those in `place` are. Never waits for
+/// another program.
+std::FILE *createFile(const std::string &place, const std::string &name);
 
 // --- Messages and debug output ------------------------------------------------------------------
 

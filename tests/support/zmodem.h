@@ -4,6 +4,7 @@
 #include "tkzmodem.h"
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -66,7 +67,10 @@ class Peer {
   public:
     using Answers = std::map<int, std::deque<std::string>>;
 
-    explicit Peer(Answers answers) : m_Answers(std::move(answers)) {}
+    using Hook = std::function<void(int type)>;
+
+    explicit Peer(Answers answers, Hook hook = nullptr)
+        : m_Answers(std::move(answers)), m_Hook(std::move(hook)) {}
 
     std::string operator()(const std::string &written) {
         std::string out;
@@ -78,6 +82,9 @@ class Peer {
             const bool isHex = written[at + 2] == 'B';
             const int type = isHex ? std::stoi(written.substr(at + 3, 2), nullptr, 16)
                                    : static_cast<int>(written[at + 3]);
+            if (m_Hook) {
+                m_Hook(type);
+            }
             std::deque<std::string> &answers = m_Answers[type];
             out += answers.empty() ? "" : answers.front();
             if (answers.size() > 1) {
@@ -89,6 +96,7 @@ class Peer {
 
   private:
     Answers m_Answers;
+    Hook m_Hook;
 };
 
 } // namespace zmodem

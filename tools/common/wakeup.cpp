@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -39,7 +40,7 @@ int untilDeadline(Deadline deadline) {
 
 } // namespace
 
-Wakeup::Wakeup() {
+Wakeup::Wakeup(std::function<void()> restore) : m_Restore(std::move(restore)) {
     int ends[2];
     if (::pipe(ends) != 0) {
         throw std::system_error(errno, std::generic_category(), "no pipe");
@@ -69,6 +70,9 @@ void Wakeup::watchSignals() {
     int number = 0;
     while (::sigwait(&signals, &number) == 0 && !m_Ending) {
         if (m_Interrupted.exchange(true)) {
+            if (m_Restore) {
+                m_Restore();
+            }
             ::_exit(128 + number);
         }
         ring();

@@ -1,8 +1,9 @@
-#ifndef TKCONSOLE_WAKEUP_H
-#define TKCONSOLE_WAKEUP_H
+#ifndef TKPROGRAMS_WAKEUP_H
+#define TKPROGRAMS_WAKEUP_H
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <thread>
 
@@ -14,8 +15,9 @@ using Deadline = std::optional<Clock::time_point>;
 class Wakeup {
   public:
     /// From now on SIGINT, SIGTERM and SIGHUP ring and are told by interrupted(). A second one
-    /// ends the program at once. To be made before any other thread.
-    Wakeup();
+    /// ends the program at once; before that, `restore` is called on a thread of its own. To be
+    /// made before any other thread.
+    explicit Wakeup(std::function<void()> restore = {});
     ~Wakeup();
     Wakeup(const Wakeup &) = delete;
     Wakeup &operator=(const Wakeup &) = delete;
@@ -33,6 +35,7 @@ class Wakeup {
   private:
     void watchSignals();
 
+    const std::function<void()> m_Restore;
     int m_Read;
     int m_Write;
     std::atomic<bool> m_Interrupted{false};
