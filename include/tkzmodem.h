@@ -20,10 +20,10 @@ class TkComms;
 /// own thread. The link stays the application's; until the thread has ended it belongs to the
 /// transfer alone, and no control engine may run on it.
 ///
-/// A transfer ends by itself, whatever the far end does: silence is given up to NUM_RETRIES + 1
-/// waits of TIMEOUT_PERIOD, and what brings it no further is limited in bytes and headers. While
-/// it waits for the line it sleeps. cancelTransfer and the destructor end it within a millisecond
-/// or so, or when the link has taken the bytes of a write under way.
+/// A transfer ends by itself, unless a sender goes on to offer files: silence is given up to
+/// NUM_RETRIES + 1 waits of TIMEOUT_PERIOD, and what brings it no further is limited in bytes and
+/// headers. While it waits for the line it sleeps. cancelTransfer and the destructor end it within
+/// a millisecond or so, or when the link has taken the bytes of a write under way.
 class TKGEN_EXPORT TkZModem : public TkThread {
   public:
     static constexpr unsigned int TRANSFER_BLOCK_SIZE = 1024; ///< file bytes in a data subpacket
@@ -211,6 +211,13 @@ class TKGEN_EXPORT TkZModem : public TkThread {
 
     /// Reads up to the next byte that is no CAN, and counts those before it. CANCELLED at five.
     int readBehindCans(unsigned int timeout, unsigned char *byte, unsigned int *cans);
+
+    /// Reads a subpacket's data up to the byte that ends it, which must be one of h, i, j and k; or
+    /// one byte more than the longest has.
+    int readSubpacket(unsigned char *buffer, unsigned int *length, unsigned char *end);
+
+    /// Reads the check behind a subpacket and compares it.
+    int compareCheck(unsigned short expected);
 
     /// Whether a byte behind a ZDLE stands for data, which it then becomes; otherwise it may end
     /// a subpacket.

@@ -70,9 +70,7 @@ class TKGEN_EXPORT TkZModem_Receive : public TkZModem {
     int fileOfferedAgain(unsigned char *buffer);
     int takeData(unsigned char *buffer);
     int endOfFile();
-    int readSubpacket(unsigned char *buffer, unsigned int *length, unsigned char *end);
     int acceptSubpacket(unsigned char *buffer, unsigned int length, unsigned char end);
-    int compareCheck(unsigned short expected);
 
     unsigned char m_Buffer[TRANSFER_BLOCK_SIZE + 1] = {};
     bool m_bDamaged =

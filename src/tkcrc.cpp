@@ -19,6 +19,15 @@ constexpr Table16 constructCRC16Table() {
     return table;
 }
 
+/// Of a byte with a zero byte behind it, so that two bytes need one step.
+constexpr Table16 constructCRC16PairTable(const Table16 &single) {
+    Table16 table{};
+    for (unsigned int i = 0; i < table.size(); ++i) {
+        table[i] = static_cast<unsigned short>((single[i] << 8U) ^ single[single[i] >> 8U]);
+    }
+    return table;
+}
+
 constexpr Table32 constructCRC32Table() {
     Table32 table{};
     for (unsigned int i = 0; i < table.size(); ++i) {
@@ -32,6 +41,7 @@ constexpr Table32 constructCRC32Table() {
 }
 
 constexpr Table16 table16 = constructCRC16Table();
+constexpr Table16 pairTable16 = constructCRC16PairTable(table16);
 constexpr Table32 table32 = constructCRC32Table();
 
 } // namespace
@@ -42,10 +52,13 @@ unsigned short TkCRC16::crc16(char c, unsigned short crc) const {
 }
 
 unsigned short TkCRC16::crc16(char const *buf, int start, int length, unsigned short crc) const {
-    for (int i = 0; i < length; ++i) {
-        crc = crc16(buf[start + i], crc);
+    int i = 0;
+    for (; i + 1 < length; i += 2) {
+        const auto first = static_cast<unsigned char>(buf[start + i]);
+        const auto second = static_cast<unsigned char>(buf[start + i + 1]);
+        crc = pairTable16[(crc >> 8U) ^ first] ^ table16[(crc & 0xFFU) ^ second];
     }
-    return crc;
+    return i < length ? crc16(buf[start + i], crc) : crc;
 }
 
 unsigned int TkCRC32::crc32(char const *buf, int start, int length, unsigned int crc) const {

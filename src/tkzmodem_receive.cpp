@@ -291,6 +291,7 @@ int TkZModem_Receive::fileOfferedAgain(unsigned char *buffer) {
     if (result != DONE) {
         return result;
     }
+    m_bDamaged = true; // an offer repeated is one position asked for twice, and answered twice
     m_RateTimer.reset();
     m_nMeasureStart = m_nBytesTransferred;
     return sendHexPacket(ZRPOS, m_nBytesTransferred);
@@ -362,25 +363,6 @@ int TkZModem_Receive::receiveDataStream(unsigned char *buffer) {
     return DONE;
 }
 
-/// Reads up to the byte that ends a subpacket, or one byte more than the longest holds.
-int TkZModem_Receive::readSubpacket(unsigned char *buffer, unsigned int *length,
-                                    unsigned char *end) {
-    while (*length <= TRANSFER_BLOCK_SIZE) {
-        unsigned char byte = 0;
-        unsigned int cans = 0;
-        const int result = readBehindCans(BYTE_PERIOD, &byte, &cans);
-        if (result != DONE) {
-            return result;
-        }
-        if (cans == 1 && !decodeValue(&byte)) {
-            *end = byte;
-            return byte >= 'h' && byte <= 'k' ? DONE : CHECK_FAILED;
-        }
-        buffer[(*length)++] = byte;
-    }
-    return DONE;
-}
-
 int TkZModem_Receive::acceptSubpacket(unsigned char *buffer, unsigned int length,
                                       unsigned char end) {
     const TkCRC16 crc;
@@ -400,26 +382,6 @@ int TkZModem_Receive::acceptSubpacket(unsigned char *buffer, unsigned int length
         sendHexPacket(ZACK, m_nBytesTransferred);
     }
     return m_nIdle > IDLE_LIMIT ? CHECK_FAILED : DONE;
-}
-
-/// The two bytes behind a subpacket, high byte first, each behind a ZDLE where it has to be.
-int TkZModem_Receive::compareCheck(unsigned short expected) {
-    unsigned int check = 0;
-    for (int i = 0; i < 2; ++i) {
-        unsigned char byte = 0;
-        int result = getByte(BYTE_PERIOD, &byte);
-        if (result == DONE && byte == ZDLE) {
-            result = getByte(BYTE_PERIOD, &byte);
-            if (result == DONE && !decodeValue(&byte)) {
-                result = CHECK_FAILED;
-            }
-        }
-        if (result != DONE) {
-            return result;
-        }
-        check = check << 8U | byte;
-    }
-    return check == expected ? DONE : CHECK_FAILED;
 }
 
 // --- The file ------------------------------------------------------------------------------------

@@ -267,9 +267,13 @@ bool TkZModem::Patience::lasts() {
     return m_nBytes++ < HUNT_LIMIT && !m_Timer.timedOut();
 }
 
-/// What is there, without a wait: TIMED_OUT when that is nothing.
+/// What is there, without a wait: TIMED_OUT when that is nothing. A link that throws has nothing.
 int TkZModem::takeByte(unsigned char *byte) {
-    const int count = m_pDevice->read_ch(reinterpret_cast<char *>(byte));
+    int count = -1;
+    try {
+        count = m_pDevice->read_ch(reinterpret_cast<char *>(byte));
+    } catch (...) {
+    }
     if (isCancelled() || !isThreadActive()) {
         return CANCELLED;
     }
@@ -344,6 +348,46 @@ int TkZModem::readDecodeBytes(int timeout, unsigned char *bytes, int count) {
         }
     }
     return DONE;
+}
+
+int TkZModem::readSubpacket(unsigned char *buffer, unsigned int *length, unsigned char *end) {
+    unsigned int stored = 0;
+    int result = DONE;
+    while (stored <= TRANSFER_BLOCK_SIZE) {
+        unsigned char byte = 0;
+        unsigned int cans = 0;
+        result = readBehindCans(BYTE_PERIOD, &byte, &cans);
+        if (result != DONE) {
+            break;
+        }
+        if (cans == 1 && !decodeValue(&byte)) {
+            *end = byte;
+            result = byte >= 'h' && byte <= 'k' ? DONE : CHECK_FAILED;
+            break;
+        }
+        buffer[stored++] = byte;
+    }
+    *length = stored;
+    return result;
+}
+
+int TkZModem::compareCheck(unsigned short expected) {
+    unsigned int check = 0;
+    for (int i = 0; i < 2; ++i) {
+        unsigned char byte = 0;
+        int result = getByte(BYTE_PERIOD, &byte);
+        if (result == DONE && byte == ZDLE) {
+            result = getByte(BYTE_PERIOD, &byte);
+            if (result == DONE && !decodeValue(&byte)) {
+                result = CHECK_FAILED;
+            }
+        }
+        if (result != DONE) {
+            return result;
+        }
+        check = check << 8U | byte;
+    }
+    return check == expected ? DONE : CHECK_FAILED;
 }
 
 /// Finds '*', ZDLE and a letter, one right behind the other. Data of a stream that was left behind

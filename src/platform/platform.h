@@ -127,8 +127,8 @@ bool seekTo(std::FILE *file, std::uint64_t position);
 
 /// Creates a regular file for writing, or empties the one that is there, at `place` followed by
 /// `name`. Null on failure, and when the file's place is taken by anything else: a directory, a
-/// device, a pipe, a link. No link in `name` is followed; those in `place` are. Never waits for
-/// another program.
+/// device, a pipe, a link. The way down `name` follows no link and no ".."; `place` may have both.
+/// Never waits for another program.
 std::FILE *createFile(const std::string &place, const std::string &name);
 
 // --- Messages and debug output ------------------------------------------------------------------

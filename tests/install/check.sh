@@ -93,3 +93,5 @@ PYTHONPATH=$work/shared/share/tkgen/python timeout 60 \
     python3 "$here/flat_test.py" "$work"/shared/lib*/libtkgen.so "$work/shared/bin/tkgen-sim"
 "$work/shared/bin/tkgen-sim" --help >/dev/null
 "$work/shared/bin/tkgen-console" --help >/dev/null
+"$work/shared/bin/tkgen-send" --help >/dev/null
+"$work/shared/bin/tkgen-receive" --help >/dev/null

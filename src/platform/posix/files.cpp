@@ -42,8 +42,8 @@ class Directory {
 
     void enter(const std::string &name) {
         const int flags = searchOnly | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-        const int next = name.empty() ? ::fcntl(m_Directory, F_DUPFD_CLOEXEC, 0)
-                                      : ::openat(m_Directory, name.c_str(), flags);
+        const char *const below = name.empty() ? "." : name.c_str();
+        const int next = name == ".." ? -1 : ::openat(m_Directory, below, flags);
         close();
         m_Directory = next;
     }
