@@ -52,9 +52,13 @@ std::array<unsigned char, 2> bytesOf(unsigned short check) {
     return {static_cast<unsigned char>(check >> 8U), static_cast<unsigned char>(check)};
 }
 
+/// Low byte first.
 std::uint32_t number(const unsigned char *bytes) {
-    return bytes[0] | bytes[1] << 8U | bytes[2] << 16U |
-           static_cast<std::uint32_t>(bytes[3]) << 24U;
+    std::uint32_t value = 0;
+    for (std::size_t i = 4; i > 0; --i) {
+        value = value << 8U | bytes[i - 1];
+    }
+    return value;
 }
 
 bool isHexDigit(unsigned char byte) {

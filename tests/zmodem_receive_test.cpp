@@ -160,7 +160,7 @@ TEST_F(Transfers, DamageNeverPassesForAFile) {
 }
 
 TEST_F(Transfers, AFullDiskIsNoticed) {
-    for (const std::size_t size : {1000, 100000}) { // at the file's end, and before
+    for (const std::size_t size : {1000U, 100000U}) { // at the file's end, and before
         rlimit before{};
         ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
         const rlimit small{500, before.rlim_max};

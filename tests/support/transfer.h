@@ -117,7 +117,7 @@ struct Transfers : testing::Test {
     }
 
     std::string file(std::size_t size) const {
-        const std::string path = directory + "data.bin";
+        std::string path = directory + "data.bin";
         std::string content(size, '\0');
         std::iota(content.begin(), content.end(), '\0');
         std::ofstream(path, std::ios::binary) << content;
