@@ -152,7 +152,7 @@ int runTransfer(TkZModem &transfer) {
     const CompletionCount completions;
     transfer.start();
     while (transfer.isTransferComplete()) {
-        TkThread::tksleep(10);
+        TkThread::tksleep(1);
     }
     return completions.count() == 1 ? 0 : 1;
 }

@@ -147,7 +147,8 @@ TEST_P(Transfer, BringsTheFile) {
 std::vector<Case> cases() {
     std::vector<Case> all;
     for (const bool send : {true, false}) {
-        for (const std::size_t size : {1U, 1023U, 1024U, 1025U, 2048U, 2U << 20}) {
+        for (const std::size_t size :
+             {1U, 1023U, 1024U, 1025U, 2048U, send ? 3U << 19 : 4U << 20}) {
             all.push_back({send, Content::random, size});
         }
         for (unsigned int i = 0; i < 3; ++i) {
