@@ -20,6 +20,7 @@
 #include "tkgeneratorcontrol.h"
 #include "tkgeneratorerrors.h"
 #include "tkgeneratorstatus.h"
+#include "tkminisocket.h"
 #include "tkplatform.h"
 #include "tkproperty.h"
 #include "tkserial.h"

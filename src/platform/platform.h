@@ -8,6 +8,9 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
+
+struct sockaddr;
 
 /// What the library needs of a system, in the library's own terms. A backend stands behind it,
 /// posix/ or win32/, and beside that what is the same on every system. Nothing outside
@@ -130,6 +133,95 @@ bool seekTo(std::FILE *file, std::uint64_t position);
 /// device, a pipe, a link. The way down `name` follows no link and no ".."; `place` may have both.
 /// Never waits for another program.
 std::FILE *createFile(const std::string &place, const std::string &name);
+
+// --- Sockets ------------------------------------------------------------------------------------
+
+/// A socket of the system, by its handle. IPv4 addresses are in network order, ports in the host's.
+/// Whether a handle blocks stays as it is and doesn't matter: only connectSocket waits, within its
+/// limit. Nothing raises a signal, handles aren't inherited by programs that are started, and
+/// packets aren't held back to be joined. From any thread, if the handle stays open meanwhile.
+using SocketHandle = unsigned int;
+constexpr SocketHandle NO_SOCKET = 0xFFFFFFFFU;
+
+/// By the system's own numbers. NO_SOCKET on failure.
+SocketHandle createSocket(int domain, int type, int protocol);
+
+/// False on failure, and when nobody has answered within `limit` ms.
+bool connectSocket(SocketHandle socket, std::uint32_t address, unsigned short port, long limit);
+
+/// A port which a server has just left, and whose connections are still being closed, can be taken
+/// again. Address 0 is all of them; port 0 lets the system choose.
+bool bindSocket(SocketHandle socket, std::uint32_t address, unsigned short port);
+bool listenSocket(SocketHandle socket, int backlog);
+
+/// The connection that has waited longest. NO_SOCKET at once when there is none, and on failure;
+/// `failed` tells which. A connection that its peer has given up meanwhile, and a want of
+/// descriptors that may pass, are no failure.
+SocketHandle acceptSocket(SocketHandle socket, bool *failed);
+
+bool closeSocket(SocketHandle socket);
+
+/// Sends what the system takes at once: the number of bytes, 0 for none, -1 when the connection is
+/// broken.
+int sendSocket(SocketHandle socket, const char *bytes, std::size_t size);
+
+/// Reads what is there at once: the number of bytes; 0 for none; SOCKET_ENDED when the peer has
+/// closed, in good order or not; -1 on any other failure.
+constexpr int SOCKET_ENDED = -2;
+int receiveSocket(SocketHandle socket, char *bytes, std::size_t size);
+
+/// The number of bytes to read, 0 on failure.
+std::size_t pendingBytes(SocketHandle socket);
+
+/// Whether a read, or an accept, would give something at once, if only an end; whether a send
+/// would. They wait up to `limit` ms for it. False on failure.
+bool isReadable(SocketHandle socket, long limit);
+bool isWritable(SocketHandle socket, long limit);
+
+std::uint32_t peerAddress(SocketHandle socket);     ///< 0 on failure
+std::uint32_t ownAddress(SocketHandle socket);      ///< 0 on failure
+unsigned short ownPort(SocketHandle socket);        ///< 0 on failure
+void peerName(SocketHandle socket, sockaddr *name); ///< 16 bytes; zeros on failure
+
+/// Dotted decimal, both ways. False for anything else: no name is looked up.
+std::string addressText(std::uint32_t address);
+bool addressFrom(const char *text, std::uint32_t *address);
+
+/// The first address of this host, by its name; 0 when it has none. Asks the system's resolver, and
+/// may wait for it.
+std::uint32_t hostAddress();
+
+/// Waits for many sockets at once; the cost of a wait depends on how many are ready, not on how
+/// many are watched. One thread watches and waits; wake() is for all.
+class SocketPoller {
+  public:
+    /// What has happened at a socket. One that has `ended` can neither be read nor written any
+    /// more, and is no longer watched.
+    struct Ready {
+        SocketHandle socket;
+        bool readable; ///< something is there, if only an end
+        bool writable;
+        bool ended;
+    };
+
+    /// Null when the system has no more of what it needs.
+    static std::unique_ptr<SocketPoller> create();
+    virtual ~SocketPoller() = default;
+
+    /// Sets what is waited for at a socket: bytes or connections to read, room to write, both or
+    /// none. False on failure.
+    virtual bool watch(SocketHandle socket, bool read, bool write) = 0;
+
+    /// To be called before a watched socket is closed.
+    virtual void forget(SocketHandle socket) = 0;
+
+    /// Waits up to `milliseconds`, or for ever when negative, until a socket is ready or somebody
+    /// wakes it. What is ready stands in the result until the next call.
+    virtual const std::vector<Ready> &wait(long milliseconds) = 0;
+
+    /// Ends the present wait, or the next one.
+    virtual void wake() = 0;
+};
 
 // --- Messages and debug output ------------------------------------------------------------------
 
