@@ -142,6 +142,8 @@ class TKGEN_EXPORT Tk {
 
   protected:
     friend class TkBinaryInterface; // a record's form depends on the revision
+    friend class TkRelaySession;    // an endpoint of the relay has events
+    friend class TkServerImp;       // the relay itself has events too
     friend class TkZModem;          // a transfer is no conversation, but has events
 
     /// The value of the last "GR" item that any generator sent; 0 before the first. A lost link

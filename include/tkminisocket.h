@@ -3,6 +3,7 @@
 
 #include "tkthread.h"
 
+#include <atomic>
 #include <cstddef>
 
 struct sockaddr;
@@ -99,13 +100,17 @@ class TKGEN_EXPORT TkMiniSocket {
     /// the end of the stream, and without a socket; -1 on failure.
     int receive(char *bytes, std::size_t size);
 
+    /// Sends what the system takes without waiting: the number of bytes, 0 for none; -1 when the
+    /// connection is broken, and without a socket.
+    int send(const char *bytes, std::size_t size);
+
     unsigned int handle();
 
   private:
-    TkMutex m_Mutex; // guards the handle and the address; a leaf
+    TkMutex m_Mutex; // guards the handle's changes and use, and the address; a leaf
     TkTimer m_AliveTimer;
     int m_nAliveRetries = 0;
-    unsigned int m_nSocket = INVALID;
+    std::atomic<unsigned int> m_nSocket{INVALID}; // read without the lock
     unsigned int m_nAddress = 0;
 };
 

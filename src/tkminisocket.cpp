@@ -7,6 +7,7 @@
 namespace {
 
 constexpr int ALIVE_RETRIES = 2;
+constexpr int MOST_REFUSALS = 10;
 constexpr long LOOK_PERIOD = 100; // ms; a wait looks so often whether there still is a socket
 
 } // namespace
@@ -62,7 +63,7 @@ bool TkMiniSocket::listen(int backlog) {
 /// The wait holds no lock, so that others can close the socket meanwhile.
 bool TkMiniSocket::accept(unsigned int &socket, sockaddr *address) {
     unsigned int accepted = INVALID;
-    while (accepted == INVALID) {
+    for (int refused = 0; accepted == INVALID;) {
         {
             const TkLock lock(m_Mutex);
             bool failed = m_nSocket == INVALID;
@@ -71,8 +72,9 @@ bool TkMiniSocket::accept(unsigned int &socket, sockaddr *address) {
                 return false;
             }
         }
-        if (accepted == INVALID) {
-            tkplatform::isReadable(handle(), LOOK_PERIOD);
+        if (accepted == INVALID && tkplatform::isReadable(handle(), LOOK_PERIOD) &&
+            ++refused > MOST_REFUSALS) {
+            return false; // somebody waits, but descriptors are short
         }
     }
     socket = accepted;
@@ -100,7 +102,6 @@ void TkMiniSocket::attach(unsigned int socket) {
 // --- State ---------------------------------------------------------------------------------------
 
 unsigned int TkMiniSocket::handle() {
-    const TkLock lock(m_Mutex);
     return m_nSocket;
 }
 
@@ -202,6 +203,11 @@ int TkMiniSocket::read_str(char *bytes, unsigned int *count) {
     }
     *count = received > 0 ? 1 : 0;
     return received > 0 || received == tkplatform::SOCKET_ENDED ? 1 : 0;
+}
+
+int TkMiniSocket::send(const char *bytes, std::size_t size) {
+    const TkLock lock(m_Mutex);
+    return m_nSocket == INVALID ? -1 : tkplatform::sendSocket(m_nSocket, bytes, size);
 }
 
 int TkMiniSocket::receive(char *bytes, std::size_t size) {

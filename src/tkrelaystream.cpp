@@ -34,11 +34,19 @@ void TkRelayStream::match(char byte, Sink &sink) {
     const bool fits = byte == MARKER[m_nCount];
     m_Frame[m_nCount++] = byte;
     if (!fits) {
-        sink.data(m_Frame.data(), std::exchange(m_nCount, 0));
+        handOn(sink);
         return;
     }
     m_bSynced = m_nCount == MARKER.size();
     m_HeldTimer.reset();
+}
+
+void TkRelayStream::handOn(Sink &sink) {
+    const std::size_t first = std::exchange(m_nDisowned, 0);
+    const std::size_t count = std::exchange(m_nCount, 0);
+    if (count > first) {
+        sink.data(m_Frame.data() + first, count - first);
+    }
 }
 
 /// Up to the end of the frame. One that is too long is dropped up to there.
@@ -78,6 +86,7 @@ void TkRelayStream::takeCommand(char *buffer, int *length) {
 
 void TkRelayStream::clear() {
     m_nCount = 0;
+    m_nDisowned = 0;
     m_bSynced = false;
     m_bTooLong = false;
 }
@@ -86,9 +95,13 @@ bool TkRelayStream::isHolding() const {
     return !m_bSynced && m_nCount > 0;
 }
 
+void TkRelayStream::disownHeld() {
+    m_nDisowned = isHolding() ? m_nCount : 0;
+}
+
 void TkRelayStream::releaseHeld(Sink &sink) {
     if (isHolding() && m_HeldTimer.timedOut()) {
-        sink.data(m_Frame.data(), std::exchange(m_nCount, 0));
+        handOn(sink);
     }
 }
 

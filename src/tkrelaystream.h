@@ -46,6 +46,10 @@ class TkRelayStream {
     /// Gives up what has been held back and collected.
     void clear();
 
+    /// What is held back won't go on as data any more; it can still turn out to be a marker. For a
+    /// stream whose data go to somebody else from now on.
+    void disownHeld();
+
     /// Hands on what has been held back for HOLD_PERIOD with nothing behind it: a message may end
     /// in a byte with which the marker begins.
     void releaseHeld(Sink &sink);
@@ -56,12 +60,14 @@ class TkRelayStream {
 
   private:
     void match(char byte, Sink &sink);
+    void handOn(Sink &sink);
     std::size_t collect(const char *bytes, std::size_t size);
 
     std::array<char, FRAME_LIMIT> m_Frame; // the marker, text and end of the frame under way
     std::size_t m_nCount = 0;
-    bool m_bSynced = false;  // the marker has been read
-    bool m_bTooLong = false; // the frame is being dropped up to its end
+    std::size_t m_nDisowned = 0; // so many of them aren't handed on
+    bool m_bSynced = false;      // the marker has been read
+    bool m_bTooLong = false;     // the frame is being dropped up to its end
     TkTimer m_HeldTimer{static_cast<long>(HOLD_PERIOD)};
 };
 

@@ -16,7 +16,7 @@ std::string command(const std::string &text) {
 }
 
 /// What comes out of a stream: the data, and the commands in brackets.
-struct Heard : TkRelayStream::Sink {
+struct Heard final : TkRelayStream::Sink {
     void data(const char *bytes, std::size_t size) override { all.append(bytes, size); }
 
     /// Hands bytes in, in pieces of `size`.

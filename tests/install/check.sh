@@ -95,3 +95,5 @@ PYTHONPATH=$work/shared/share/tkgen/python timeout 60 \
 "$work/shared/bin/tkgen-console" --help >/dev/null
 "$work/shared/bin/tkgen-send" --help >/dev/null
 "$work/shared/bin/tkgen-receive" --help >/dev/null
+"$work/shared/bin/tkgen-relay" --help >/dev/null
+"$work/shared/bin/tkgen-site" --help >/dev/null

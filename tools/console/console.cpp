@@ -44,7 +44,7 @@ Console::End Console::run() {
 Console::End Console::ending() {
     const bool gone = m_Session.link().hasFailed() && !m_Quit;
     if (gone) {
-        m_Display.line(Kind::lost, "the device has gone");
+        m_Display.line(Kind::lost, m_Options.gone);
     }
     m_Display.finish();
     if (gone) {
@@ -84,7 +84,7 @@ bool Console::waitUntil(const std::function<bool()> &done, Deadline deadline) {
             return true;
         }
         if (ended()) {
-            throw Failure(m_Wakeup.interrupted() ? "interrupted" : "the device has gone");
+            throw Failure(m_Wakeup.interrupted() ? "interrupted" : m_Options.gone);
         }
         if (deadline && Clock::now() >= *deadline) {
             return false;
@@ -181,6 +181,9 @@ bool Console::waitForEvent(const std::string &name, Deadline deadline) {
 }
 
 void Console::showHappenings() {
+    if (m_Options.siteHasLeft()) {
+        dropSite();
+    }
     for (const Happening &happening : m_Session.takeHappenings()) {
         show(happening);
     }
@@ -215,4 +218,12 @@ void Console::showLoss() {
     m_Display.line(Kind::lost, "connection lost, the generator's values are unknown");
     ++m_Unseen["lost"];
     m_Unseen.erase("back");
+}
+
+/// The relay goes on, but nothing that is sent arrives; the engine would find out by and by.
+void Console::dropSite() {
+    m_Display.line(Kind::lost, "the site has left");
+    const bool polls = engine().refreshEnabled();
+    engine().enableRefresh(false, true);
+    engine().enableRefresh(polls, false);
 }

@@ -29,6 +29,8 @@ class Console {
     struct Options {
         bool echo = false; ///< show commands as they are run
         bool stopAtFailure = true;
+        std::string gone;                  ///< what to tell when the device has gone
+        std::function<bool()> siteHasLeft; ///< since the last call
     };
 
     /// How a run ended.
@@ -87,6 +89,7 @@ class Console {
     void showHappenings();
     void show(const Happening &happening);
     void showLoss();
+    void dropSite();
     void checkSendable(Tk::TextCommands command, int value);
     End ending();
 

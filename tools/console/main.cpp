@@ -1,6 +1,8 @@
 #include "commands.h"
 #include "console.h"
+#include "site_choice.h"
 
+#include "tkserial.h"
 #include "tkversion.h"
 
 #include <CLI/CLI.hpp>
@@ -8,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 
 #include <unistd.h>
 
@@ -17,6 +20,8 @@ enum ExitCode { exitWell = 0, exitFailed = 1, exitUsage = 2, exitDevice = 3 };
 
 struct Settings {
     std::string device;
+    std::string relay; // instead of a device
+    std::string site;
     std::string script;
     std::string family = "arkona";
     std::string color = "auto";
@@ -35,12 +40,20 @@ std::string footer() {
            "\nA script, and standard input that is no terminal, end at the first command that "
            "fails."
            "\n\nExit codes: 0 ended well; 1 a command failed, where it is no person who types; "
-           "2 wrong\narguments or unreadable script; 3 the device can't be opened, or has gone.\n";
+           "2 wrong\narguments or unreadable script; 3 the device or the site can't be had, or the "
+           "device or the\nrelay has gone.\n";
 }
 
 void addOptions(CLI::App &app, Settings &settings) {
-    app.add_option("device", settings.device, "Path of a serial device, or COM1 to COM10")
-        ->required();
+    auto *const device =
+        app.add_option("device", settings.device, "Path of a serial device, or COM1 to COM10");
+    auto *const relay = app.add_option("--relay", settings.relay,
+                                       "Reach the generator through a relay instead of a device")
+                            ->excludes(device)
+                            ->type_name("HOST:PORT");
+    app.add_option("--site", settings.site, "Which of the relay's sites; the only one unless told")
+        ->needs(relay)
+        ->type_name("ADDRESS");
     app.add_option("-s,--script", settings.script,
                    "Take the commands from a file instead of standard input")
         ->type_name("FILE");
@@ -75,6 +88,42 @@ bool wantsColour(const std::string &choice) {
            (choice == "auto" && isAbleTerminal() && environment("NO_COLOR").empty());
 }
 
+/// The line to the generator, in either form, and what it is called.
+class Line {
+  public:
+    /// Throws NoLine.
+    Line(const Settings &settings, const Wakeup &wakeup) : m_Name(settings.device) {
+        if (const auto relay = hostAndPortFrom(settings.relay)) {
+            m_Relay = std::make_unique<RelayLine>(*relay, wakeup);
+            return;
+        }
+        m_Serial = std::make_unique<TkSerial>(m_Name.c_str(), TkSerial::MODE_READ_WRITE);
+        if (!m_Serial->isOpen()) {
+            throw NoLine("can't open " + m_Name);
+        }
+    }
+
+    TkComms &device() { return m_Relay ? static_cast<TkComms &>(*m_Relay) : *m_Serial; }
+
+    /// Through a relay, connects to a site. Throws NoLine.
+    void open(const Settings &settings, bool typed, Input &input, Display &display,
+              const Wakeup &wakeup) {
+        if (m_Relay) {
+            m_Name = connectToSite(*m_Relay, settings.site, typed, input, display, wakeup);
+        }
+        display.line(Kind::note, m_Name + " is open");
+    }
+
+    const char *gone() const { return m_Relay ? "the relay has gone" : "the device has gone"; }
+
+    bool takeDeparture() { return m_Relay && m_Relay->takeDeparture(); }
+
+  private:
+    std::string m_Name;
+    std::unique_ptr<RelayLine> m_Relay;
+    std::unique_ptr<TkSerial> m_Serial;
+};
+
 int run(const Settings &settings) {
     Input input;
     if (!settings.script.empty() && !input.open(settings.script)) {
@@ -83,20 +132,19 @@ int run(const Settings &settings) {
     }
     const Wakeup wakeup;
     const auto type = settings.family == "brn450" ? Tk::GENERATOR_BRN450 : Tk::GENERATOR_ARKONA;
-    Session session(settings.device.c_str(), type, wakeup);
-    if (!session.isOpen()) {
-        std::cerr << "tkgen-console: can't open " << settings.device << '\n';
-        return exitDevice;
-    }
+    Line line(settings, wakeup);
+    Session session(line.device(), type, wakeup);
     const bool typed = settings.script.empty() && ::isatty(STDIN_FILENO);
     Display display(wantsColour(settings.color), typed && isAbleTerminal(), session.engine());
+    line.open(settings, typed, input, display, wakeup);
     session.engine().enableExposures(settings.exposures);
     session.start();
     session.engine().enableRefresh(settings.refresh, false);
-    display.line(Kind::note, settings.device + " is open");
 
     const bool stopAtFailure = !typed && !settings.keepGoing;
-    Console console({settings.echo, stopAtFailure}, input, display, session, wakeup);
+    Console console(
+        {settings.echo, stopAtFailure, line.gone(), [&line] { return line.takeDeparture(); }},
+        input, display, session, wakeup);
     const Console::End end = console.run();
     if (input.hasFailed()) {
         std::cerr << "tkgen-console: can't read "
@@ -109,6 +157,15 @@ int run(const Settings &settings) {
     return end == Console::End::failed && !typed ? exitFailed : exitWell;
 }
 
+/// What the parser can't tell.
+const char *complaint(const Settings &settings) {
+    if (settings.device.empty() && settings.relay.empty()) {
+        return "a device or --relay is needed";
+    }
+    return settings.relay.empty() || hostAndPortFrom(settings.relay) ? nullptr
+                                                                     : "--relay takes HOST:PORT";
+}
+
 int parseAndRun(int argc, char **argv) {
     CLI::App app("Drives an X-ray generator by hand or by a script, and shows what it tells.");
     Settings settings;
@@ -118,7 +175,16 @@ int parseAndRun(int argc, char **argv) {
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? exitWell : exitUsage;
     }
-    return run(settings);
+    if (const char *const text = complaint(settings)) {
+        std::cerr << "tkgen-console: " << text << '\n';
+        return exitUsage;
+    }
+    try {
+        return run(settings);
+    } catch (const NoLine &none) {
+        std::cerr << "tkgen-console: " << none.what() << '\n';
+        return exitDevice;
+    }
 }
 
 } // namespace

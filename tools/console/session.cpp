@@ -11,7 +11,7 @@ bool isHandshake(Tk::TextCommands parameter) {
 
 } // namespace
 
-Session::Session(const char *device, Tk::GeneratorTypes type, const Wakeup &wakeup)
+Session::Session(TkComms &device, Tk::GeneratorTypes type, const Wakeup &wakeup)
     : m_Wakeup(wakeup), m_Link(device, wakeup), m_Engine(&m_Link) {
     m_Engine.setGeneratorType(type);
     Tk::addDispatcher(this);

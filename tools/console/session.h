@@ -18,16 +18,15 @@ struct Happening {
     int value;
 };
 
-/// The device, the engine that drives it, and the callbacks. The callbacks answer preps and
+/// The engine that drives a device, and the callbacks. The callbacks answer preps and
 /// exposures, note what happened, and ring; everything else is the main thread's.
 class Session : private Watcher {
   public:
-    Session(const char *device, Tk::GeneratorTypes type, const Wakeup &wakeup);
+    Session(TkComms &device, Tk::GeneratorTypes type, const Wakeup &wakeup);
     ~Session() override;
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
 
-    bool isOpen() { return m_Link.isOpen(); }
     void start();
 
     TkGeneratorControl &engine() { return m_Engine; }

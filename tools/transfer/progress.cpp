@@ -1,5 +1,7 @@
 #include "progress.h"
 
+#include "shown.h"
+
 #include <algorithm>
 #include <cstdio>
 
@@ -11,34 +13,8 @@ namespace {
 constexpr std::size_t usualColumns = 80;
 constexpr std::size_t shortestName = 8;
 
-unsigned char byteAt(const std::string &text, std::size_t place) {
-    return place < text.size() ? static_cast<unsigned char>(text[place]) : 0;
-}
-
 bool isContinuation(unsigned char byte) {
     return byte >= 0x80 && byte < 0xC0;
-}
-
-/// The bytes of the printable UTF-8 character there; 0 for what is none, such as the controls that
-/// a terminal takes in two bytes, and characters in a longer form than they need.
-std::size_t lengthOfCharacter(const std::string &text, std::size_t place) {
-    const unsigned char lead = byteAt(text, place);
-    if (lead < 0x80) {
-        return lead >= 0x20 && lead != 0x7F ? 1 : 0;
-    }
-    const unsigned char second = byteAt(text, place + 1);
-    const std::size_t length = lead >= 0xC2 && lead < 0xE0   ? 2
-                               : lead >= 0xE0 && lead < 0xF0 ? 3
-                               : lead >= 0xF0 && lead < 0xF5 ? 4
-                                                             : 0;
-    const bool isControl = lead == 0xC2 && second < 0xA0;
-    const bool isOverlong = (lead == 0xE0 && second < 0xA0) || (lead == 0xF0 && second < 0x90);
-    for (std::size_t i = 1; i < length; ++i) {
-        if (!isContinuation(byteAt(text, place + i))) {
-            return 0;
-        }
-    }
-    return isControl || isOverlong ? 0 : length;
 }
 
 std::size_t columnsOf(const std::string &shown) {
@@ -85,16 +61,6 @@ std::string counters(const TkZModem &transfer) {
 
 } // namespace
 
-std::string shownName(const std::string &name) {
-    std::string shown;
-    for (std::size_t place = 0; place < name.size();) {
-        const std::size_t length = lengthOfCharacter(name, place);
-        shown += length > 0 ? name.substr(place, length) : ".";
-        place += std::max<std::size_t>(length, 1);
-    }
-    return shown;
-}
-
 Deadline Progress::nextDraw() const {
     return m_Where == Where::live ? Deadline(m_NextDraw) : std::nullopt;
 }
@@ -109,7 +75,7 @@ void Progress::draw(const TkZModem &transfer, const std::optional<FileEntry> &fi
         const std::string rest = counters(transfer);
         const std::size_t columns = terminalColumns() - 1;
         const std::size_t room = columns > rest.size() ? columns - rest.size() : 0;
-        line = cutTo(shownName(file->name), std::max(room, shortestName)) + rest;
+        line = cutTo(shownText(file->name), std::max(room, shortestName)) + rest;
     }
     const std::size_t drawn = columnsOf(line);
     line.append(m_Drawn > drawn ? m_Drawn - drawn : 0, ' ');
@@ -122,7 +88,7 @@ void Progress::finished(const char *verb, const FileEntry &file) {
         return;
     }
     const auto length = std::chrono::duration_cast<std::chrono::milliseconds>(file.length).count();
-    m_Held += std::string(verb) + " " + shownName(file.name) + ", " + std::to_string(file.bytes) +
+    m_Held += std::string(verb) + " " + shownText(file.name) + ", " + std::to_string(file.bytes) +
               " bytes";
     if (length > 0) {
         const auto rate = file.bytes * 1000UL / static_cast<unsigned long>(length);

@@ -5,9 +5,6 @@
 
 #include <string>
 
-/// A name as it is shown: what could steer a terminal, or is no character, becomes a dot.
-std::string shownName(const std::string &name);
-
 /// What a program shows on standard error: a line of progress, redrawn in place where that is a
 /// terminal, and lines that stay.
 class Progress {

@@ -1,5 +1,5 @@
 #include "program.h"
-#include "progress.h"
+#include "shown.h"
 
 #include <cerrno>
 #include <system_error>
@@ -11,9 +11,9 @@ namespace {
 std::string complaint(const std::string &path) {
     struct stat facts {};
     if (::stat(path.c_str(), &facts) != 0) {
-        return "can't use " + shownName(path) + ": " + std::generic_category().message(errno);
+        return "can't use " + shownText(path) + ": " + std::generic_category().message(errno);
     }
-    return S_ISDIR(facts.st_mode) ? "" : shownName(path) + " is no directory";
+    return S_ISDIR(facts.st_mode) ? "" : shownText(path) + " is no directory";
 }
 
 std::unique_ptr<TkZModem> make(const std::string &path, TransferLink &link, Outcome &outcome,
@@ -32,7 +32,7 @@ bool isOnDisk(const Outcome &outcome) {
 std::string reason(const std::string & /*path*/, const Outcome &outcome) {
     const bool isUnwritten =
         outcome.result == TkZModem::FAILED && !outcome.name.empty() && !isOnDisk(outcome);
-    return isUnwritten ? "can't write " + shownName(outcome.place) : "";
+    return isUnwritten ? "can't write " + shownText(outcome.place) : "";
 }
 
 /// A sender that has said good-bye and gone without waiting for ours.

@@ -1,5 +1,5 @@
 #include "program.h"
-#include "progress.h"
+#include "shown.h"
 
 #include <cerrno>
 #include <limits>
@@ -12,7 +12,7 @@
 namespace {
 
 std::string complaint(const std::string &path) {
-    const std::string shown = shownName(path);
+    const std::string shown = shownText(path);
     struct stat facts {};
     const int file = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     const int error = errno;

@@ -53,9 +53,23 @@ sockaddr_in ask(NameOf call, SocketHandle socket) {
     return known && name.sin_family == AF_INET ? name : sockaddr_in{};
 }
 
+/// A signal doesn't end the wait.
 bool isReady(SocketHandle socket, short what, long limit) {
+    const unsigned long start = systemTick();
     pollfd watched = {descriptor(socket), what, 0};
-    return ::poll(&watched, 1, static_cast<int>(limit)) == 1 && (watched.revents & POLLNVAL) == 0;
+    long left = limit;
+    int count = -1;
+    while ((count = ::poll(&watched, 1, static_cast<int>(left))) < 0 && errno == EINTR) {
+        left = std::max(limit - static_cast<long>(systemTick() - start), 0L);
+    }
+    return count == 1 && (watched.revents & POLLNVAL) == 0;
+}
+
+/// How the network tells of a peer that has gone.
+bool isGone(int error) {
+    return error == ECONNRESET || error == ETIMEDOUT || error == EPIPE || error == ENOTCONN ||
+           error == EHOSTUNREACH || error == ENETUNREACH || error == ENETDOWN ||
+           error == ECONNREFUSED;
 }
 
 /// While one lives, calls on the socket return at once.
@@ -120,8 +134,9 @@ SocketHandle acceptSocket(SocketHandle socket, bool *failed) {
         sendWithoutDelay(accepted);
         return handle(accepted);
     }
-    const bool passes = wouldBlock(errno) || errno == ECONNABORTED || errno == EMFILE ||
-                        errno == ENFILE || errno == ENOBUFS || errno == ENOMEM || errno == EPROTO;
+    const bool passes = wouldBlock(errno) || isGone(errno) || errno == ECONNABORTED ||
+                        errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM ||
+                        errno == EPROTO || errno == EPERM;
     *failed = !passes;
     return NO_SOCKET;
 }
@@ -143,7 +158,7 @@ int receiveSocket(SocketHandle socket, char *bytes, std::size_t size) {
     if (count > 0) {
         return static_cast<int>(count);
     }
-    if (count == 0 || errno == ECONNRESET || errno == ETIMEDOUT || errno == EPIPE) {
+    if (count == 0 || isGone(errno)) {
         return SOCKET_ENDED;
     }
     return wouldBlock(errno) ? 0 : -1;
