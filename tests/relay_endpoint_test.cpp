@@ -7,6 +7,7 @@
 #include "tkserverimp.h"
 
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -116,6 +117,8 @@ TEST_P(Endpoint, HandsOnWholeMessages) {
         {frame("KV070").substr(6) + record.substr(0, 6), frame("KV070")},
         {record.substr(6) + command("MESSAGE:") + frame("MA1"), record + frame("MA1")},
         {burst, burst},
+        {"\x06", "\x06"}, // a record's whole answer
+        {frame("KV070") + "\x15", frame("KV070") + "\x15"},
         {"SYNC\xFF" + frame("X1"), "SYNC\xFF" + frame("X1")},
     };
     EXPECT_TRUE(comes() && isWelcome());
@@ -127,6 +130,53 @@ TEST_P(Endpoint, HandsOnWholeMessages) {
     EXPECT_TRUE(tells(burst, "Data_Ready"));
     EXPECT_TRUE(tells(burst, GetParam() ? "Failed" : "")) << "nobody has read the last one";
     EXPECT_TRUE(eventually([&] { return comes() && endpoint->isLogging(); }));
+}
+
+TEST_P(Endpoint, NeitherPartnerNorConnectionHearsOfTheLast) {
+    auto *const control = dynamic_cast<TkControlImp *>(endpoint.get());
+    const auto meets = [&](const char *address) {
+        return control ? control->connect(address) && exchange(std::string("CONNECT->") + address,
+                                                               "ESTABLISHED", "Connected")
+                       : exchange("", std::string("CONNECT<-") + address, "Connect");
+    };
+    EXPECT_TRUE(comes() && isWelcome() && meets("1.1.1.1"));
+    EXPECT_TRUE(tells("\x01\x06\xFF\xFF" + command("DISCONNECT"), "Disconnect"));
+    EXPECT_TRUE(meets("2.2.2.2"));
+    EXPECT_TRUE(tells(frame("KV070") + command("MESSAGE:") + command("SITEDOWN:"), "Site_Down"));
+    EXPECT_EQ(received(*endpoint), frame("KV070"));
+
+    std::string much(20000000, 'c');
+    std::thread sender([&] { EXPECT_EQ(endpoint->write_str(much.data(), 20000000), -1); });
+    EXPECT_EQ(hear(1), "c"); // it is at it, and the relay takes no more
+    EXPECT_TRUE(exchange("", "LOGOFF", "Server_Down") && !endpoint->isConnected());
+    char text[9] = "?";
+    endpoint->getPartnerAddress(text, sizeof text);
+    EXPECT_STREQ(text, "");
+    EXPECT_TRUE(comes() && isWelcome());
+    sender.join();
+}
+
+TEST(ClientSocket, HoldsBackUntilNothingHasFollowed) {
+    SettableClock clock;
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    TkClientSocket socket{unsigned(ends[0])};
+    const std::string whole = command("HELLO");
+    for (const bool follows : {true, false}) {
+        EXPECT_EQ(::send(ends[1], whole.data(), 4, 0), 4);
+        EXPECT_TRUE(socket.polling());
+        clock.advance(600); // the thread was held up
+        if (follows) {
+            EXPECT_EQ(::send(ends[1], whole.data() + 4, 10, 0), 10);
+        }
+        EXPECT_TRUE(socket.polling());
+        char text[9] = {};
+        int length = sizeof text;
+        EXPECT_EQ(socket.isCmdReady(), follows);
+        socket.getReceivedCmd(text, &length);
+        EXPECT_STREQ(text, follows ? "HELLO" : "");
+    }
+    ::close(ends[1]);
 }
 
 TEST_P(Endpoint, ComesAgainAfterEveryEndFromItsOwnCallback) {

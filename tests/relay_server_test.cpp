@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <thread>
 
 using namespace std::string_literals;
 
@@ -201,6 +202,48 @@ TEST_F(RelayServer, CallbacksMayStopOrDestroyIt) {
                 eventually([&] { return done && (destroy || !server->isServerRunning()); }));
             server = destroy ? std::make_unique<TkServerImp>() : std::move(server);
             ASSERT_TRUE(server->run("127.0.0.1", 0));
+        }
+    }
+}
+
+TEST_F(RelayServer, ServesEverybodyByTurnsAndNobodyForEver) {
+    RawPeer control = peer(3, "ZOR_CONTROL");
+    std::string questions;
+    for (int i = 0; i < 40; ++i) {
+        questions += RawPeer::framed("ENUMERATE_CLIENT");
+    }
+    control.send(questions);
+    for (int i = 0; i < 40; ++i) {
+        EXPECT_EQ(control.hears(), "0.0.0.0:") << i;
+    }
+    peer(2, "ZOR_CLIENT").reset();
+    EXPECT_TRUE(eventually([&] { return control.asks("CONNECT->127.0.0.2") == "REJECTED"; }));
+    RawPeer site = peer(5, "ZOR_CLIENT");
+    site.say("DESCRIPTION->" + std::string(255, 'd'));
+    RawPeer deaf = peer(4, "ZOR_CONTROL"); // asks for ever, and hears no answer
+    std::thread asker([&] {
+        for (int i = 0; i < 3000; ++i) {
+            deaf.send(questions);
+        }
+    });
+    EXPECT_EQ(control.hears(), "SITEDOWN:127.0.0.4");
+    asker.join();
+    EXPECT_FALSE(server->hasFailed());
+}
+
+TEST_F(RelayServer, AStartMayBeGivenUp) {
+    for (const std::string at : {"Create", "Ready"}) {
+        for (const bool destroy : {false, true}) {
+            auto other = std::make_unique<TkServerImp>();
+            TkServerImp *const started = other.get();
+            RelayRecorder events([&](const std::string &event) {
+                if (event.substr(13, at.size()) == at) {
+                    destroy ? other.reset() : other->shutdown();
+                }
+            });
+            const Registered registered(events);
+            EXPECT_FALSE(started->run("127.0.0.1", 0));
+            EXPECT_TRUE(destroy || !started->isServerRunning());
         }
     }
 }
