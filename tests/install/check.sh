@@ -13,7 +13,8 @@ c_headers=(tkexport.h tkplatform.h tkversion.h toolkit.h)
 
 # With all programs: what they need has to be exported.
 build_shared() {
-    cmake -S "$root" -B "$work/build" -DBUILD_SHARED_LIBS=ON -DTKGEN_BUILD_TESTS=OFF
+    cmake -S "$root" -B "$work/build" -DBUILD_SHARED_LIBS=ON -DTKGEN_BUILD_TESTS=OFF \
+        -DTKGEN_BUILD_EXAMPLES=OFF
     cmake --build "$work/build" --parallel 2
 }
 
@@ -76,7 +77,7 @@ check_exports() {
     local exported internal
     exported=$(nm -DC --defined-only "$work"/shared/lib*/libtkgen.so | cut -d' ' -f3-)
     grep -q '^TkThread::startControl' <<<"$exported"
-    internal=$(grep -rhoP '^(class|struct) (\S+ )?\KTk\w+(?=.*\{)|^namespace \Ktk\w+' "$root/src" \
+    internal=$(grep -rhoP '^(class|struct) (\S+ )?\KTk\w++(?!::)(?=.*\{)|^namespace \Ktk\w+' "$root/src" \
         --include='*.h' | sort -u | paste -sd'|')
     expect TkTextCodec "$(grep -ow TkTextCodec <<<"$internal")"
     expect '' "$(grep -E "^((vtable|typeinfo|typeinfo name) for )?($internal)(::|$)" <<<"$exported")"
