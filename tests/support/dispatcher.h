@@ -3,6 +3,7 @@
 
 #include "tkdispatchers.h"
 
+#include <cstring>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -102,7 +103,9 @@ class Events {
     }
 #define TKGEN_TESTS_DATA(name)                                                                     \
     void name(void *data) override {                                                               \
-        note(#name "=" + std::to_string(*static_cast<int *>(data)));                               \
+        int value = 0;                                                                             \
+        std::memcpy(&value, data, sizeof value); /* it needn't be an int */                        \
+        note(#name "=" + std::to_string(value));                                                   \
     }
 #define TKGEN_TESTS_RECORDER(Class, Interface, OPERATIONS)                                         \
     class Class : public Interface, public Events {                                                \
