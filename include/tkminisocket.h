@@ -95,13 +95,15 @@ class TKGEN_EXPORT TkMiniSocket {
 
   protected:
     static constexpr unsigned long SEND_LIMIT = 500; ///< ms without progress
+    static constexpr int PEER_GONE = -2;
 
     /// Reads what is there, at most `size` bytes, without waiting: their number; 0 for nothing, at
     /// the end of the stream, and without a socket; -1 on failure.
     int receive(char *bytes, std::size_t size);
 
-    /// Sends what the system takes without waiting: the number of bytes, 0 for none; -1 when the
-    /// connection is broken, and without a socket.
+    /// Sends what the system takes without waiting: the number of bytes, 0 for none; PEER_GONE when
+    /// the peer has closed or can't be reached any more; -1 on any other failure, and without a
+    /// socket.
     int send(const char *bytes, std::size_t size);
 
     unsigned int handle();

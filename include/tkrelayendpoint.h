@@ -141,9 +141,10 @@ class TKGEN_EXPORT TkRelayEndpoint : public TkComms {
     /// when the buffer has no room.
     void getPartnerAddress(char *buffer, int length);
 
-    /// Sends a command as a frame. False when it can't be one, having more than 1015 bytes or a
-    /// byte 0x03, and, after the event tcpip_..._Failed, when sending failed. "DISCONNECT" ends the
-    /// pair; nothing answers that, and the caller clears the bit of isConnected with setStatus.
+    /// Sends a command as a frame. False, after the event tcpip_..._Failed, when it can't be one,
+    /// having more than 1015 bytes or a byte 0x03, and when sending failed; so do the operations
+    /// above that send one. "DISCONNECT" ends the pair; nothing answers that, and the caller clears
+    /// the bit of isConnected with setStatus.
     bool transmitCmd(char const *text);
 
     /// Sends data as they are. False, after the event tcpip_..._Failed, when that failed. May block

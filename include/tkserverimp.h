@@ -75,7 +75,8 @@ class TKGEN_EXPORT TkServerSocket : public TkMiniSocket {
 
     /// Sends bytes, in order and without waiting: what the system doesn't take stays here and goes
     /// later. Nothing is sent to a peer that has broken the connection, or takes so little that
-    /// more than 64 KiB would have to stay: the server drops it. False without a socket.
+    /// more than 64 KiB would have to stay: the server drops it. False on any other failure, and
+    /// without a socket.
     bool transmit(char const *bytes, int length);
 
   private:
@@ -155,10 +156,10 @@ class TKGEN_EXPORT TkServerSocketQueue {
 /// Two threads of its own accept and serve the connections, and fire all of its events but Create,
 /// Ready, and the Shutdown of a shutdown that waits.
 ///
-/// A peer that is found to have gone, by a reset or a send that the system refuses, is dropped like
-/// a silent one. A server that can't go on, for a failed read or want of memory, stops serving:
-/// tcpip_Server_Failed tells, and a shutdown and a new run bring it back, from a thread that isn't
-/// the server's own.
+/// A peer that turns out to have gone, when it is read or sent to, is dropped like a silent one and
+/// harms nobody else. A read, or the sending of a command, that fails for any other reason, and want
+/// of memory, end the service: tcpip_Server_Failed tells, and a shutdown and a new run bring it
+/// back, from a thread that isn't the server's own.
 ///
 /// The public operations may be called from any thread; the protected ones belong to the server's.
 class TKGEN_EXPORT TkServerImp {

@@ -205,6 +205,8 @@ int TkMiniSocket::read_str(char *bytes, unsigned int *count) {
     return received > 0 || received == tkplatform::SOCKET_ENDED ? 1 : 0;
 }
 
+static_assert(TkMiniSocket::INVALID == tkplatform::NO_SOCKET);
+
 int TkMiniSocket::send(const char *bytes, std::size_t size) {
     const TkLock lock(m_Mutex);
     return m_nSocket == INVALID ? -1 : tkplatform::sendSocket(m_nSocket, bytes, size);

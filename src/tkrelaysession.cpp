@@ -198,13 +198,11 @@ void TkRelaySession::logoff() {
 // --- Sending -------------------------------------------------------------------------------------
 
 bool TkRelaySession::request(std::string_view command, int bits) {
-    if (command.find(TkRelayStream::END) != std::string_view::npos ||
-        command.size() >= TkRelayStream::FRAME_LIMIT - TkRelayStream::MARKER.size()) {
-        return false;
-    }
+    const bool isFrame = command.find(TkRelayStream::END) == std::string_view::npos &&
+                         command.size() < TkRelayStream::FRAME_LIMIT - TkRelayStream::MARKER.size();
     setStatus(bits, 0);
-    const std::string frame = TkRelayStream::frameOf(command);
-    if (!m_Socket.transmit(frame.data(), frame.size())) {
+    const std::string frame = isFrame ? TkRelayStream::frameOf(command) : "";
+    if (!isFrame || !m_Socket.transmit(frame.data(), frame.size())) {
         setStatus(0, bits);
         fire(m_Role.firstEvent + Event::FAILED);
         return false;

@@ -207,7 +207,7 @@ bool TkServerSocket::transmit(char const *bytes, int length) {
         const int count = send(bytes, left);
         if (count < 0) {
             breakOff();
-            return true;
+            return count == PEER_GONE;
         }
         left -= static_cast<std::size_t>(count);
     }

@@ -161,13 +161,10 @@ SocketHandle acceptSocket(SocketHandle socket, bool *failed);
 
 bool closeSocket(SocketHandle socket);
 
-/// Sends what the system takes at once: the number of bytes, 0 for none, -1 when the connection is
-/// broken.
-int sendSocket(SocketHandle socket, const char *bytes, std::size_t size);
-
-/// Reads what is there at once: the number of bytes; 0 for none; SOCKET_ENDED when the peer has
-/// closed, in good order or not; -1 on any other failure.
+/// Either does what it can at once: the number of bytes; 0 for none; SOCKET_ENDED when the peer has
+/// gone, in good order or not; -1 on any other failure.
 constexpr int SOCKET_ENDED = -2;
+int sendSocket(SocketHandle socket, const char *bytes, std::size_t size);
 int receiveSocket(SocketHandle socket, char *bytes, std::size_t size);
 
 /// The number of bytes to read, 0 on failure.

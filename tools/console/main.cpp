@@ -1,5 +1,6 @@
 #include "commands.h"
 #include "console.h"
+#include "entry.h"
 #include "site_choice.h"
 
 #include "tkserial.h"
@@ -16,7 +17,7 @@
 
 namespace {
 
-enum ExitCode { exitWell = 0, exitFailed = 1, exitUsage = 2, exitDevice = 3 };
+constexpr int exitDevice = 3;
 
 struct Settings {
     std::string device;
@@ -166,15 +167,7 @@ const char *complaint(const Settings &settings) {
                                                                      : "--relay takes HOST:PORT";
 }
 
-int parseAndRun(int argc, char **argv) {
-    CLI::App app("Drives an X-ray generator by hand or by a script, and shows what it tells.");
-    Settings settings;
-    addOptions(app, settings);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? exitWell : exitUsage;
-    }
+int checkAndRun(const Settings &settings) {
     if (const char *const text = complaint(settings)) {
         std::cerr << "tkgen-console: " << text << '\n';
         return exitUsage;
@@ -190,10 +183,10 @@ int parseAndRun(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) {
-    try {
-        return parseAndRun(argc, argv);
-    } catch (const std::exception &error) {
-        std::fprintf(stderr, "tkgen-console: %s\n", error.what());
-        return exitFailed;
-    }
+    return runGuarded("tkgen-console", [&] {
+        CLI::App app("Drives an X-ray generator by hand or by a script, and shows what it tells.");
+        Settings settings;
+        addOptions(app, settings);
+        return parseAndRun(app, argc, argv, [&] { return checkAndRun(settings); });
+    });
 }

@@ -1,4 +1,5 @@
 #include "backoff.h"
+#include "entry.h"
 #include "host.h"
 #include "journal.h"
 
@@ -16,7 +17,7 @@
 
 namespace {
 
-enum ExitCode { exitWell = 0, exitFailed = 1, exitUsage = 2, exitAddress = 3 };
+constexpr int exitAddress = 3;
 
 constexpr Backoff::Pause firstPause(100);
 constexpr Backoff::Pause longestPause(30000);
@@ -40,7 +41,7 @@ class Supervisor {
         m_Server.setAdmission([this](const char *address) { return isAllowed(address); });
     }
 
-    ExitCode run() {
+    int run() {
         if (!start()) {
             return exitAddress;
         }
@@ -145,15 +146,7 @@ void raiseDescriptorLimit() {
     }
 }
 
-int parseAndRun(int argc, char **argv) {
-    CLI::App app("Joins consoles and sites: both log on here, and a console picks a site.");
-    Settings settings;
-    addOptions(app, settings);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? exitWell : exitUsage;
-    }
+int run(Settings &settings) {
     if (!lookUp(settings)) {
         return exitUsage;
     }
@@ -166,10 +159,10 @@ int parseAndRun(int argc, char **argv) {
 
 int main(int argc, char **argv) {
     std::signal(SIGPIPE, SIG_IGN); // nobody reads the log any more: the relay goes on
-    try {
-        return parseAndRun(argc, argv);
-    } catch (const std::exception &error) {
-        std::fprintf(stderr, "tkgen-relay: %s\n", error.what());
-        return exitFailed;
-    }
+    return runGuarded("tkgen-relay", [&] {
+        CLI::App app("Joins consoles and sites: both log on here, and a console picks a site.");
+        Settings settings;
+        addOptions(app, settings);
+        return parseAndRun(app, argc, argv, [&] { return run(settings); });
+    });
 }

@@ -1,4 +1,5 @@
 #include "bridge.h"
+#include "entry.h"
 
 #include "tkversion.h"
 
@@ -10,7 +11,7 @@
 
 namespace {
 
-enum ExitCode { exitWell = 0, exitFailed = 1, exitUsage = 2, exitDevice = 3 };
+constexpr int exitDevice = 3;
 
 constexpr const char *footer =
     "A relay that can't be reached, or goes away, is tried again after a pause that grows.\n\n"
@@ -67,26 +68,14 @@ int run(const Settings &settings) {
     return bridge.run() == Bridge::End::asked ? exitWell : exitDevice;
 }
 
-int parseAndRun(int argc, char **argv) {
-    CLI::App app("Joins a generator's serial line to a relay, for consoles elsewhere.");
-    Settings settings;
-    addOptions(app, settings);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? exitWell : exitUsage;
-    }
-    return run(settings);
-}
-
 } // namespace
 
 int main(int argc, char **argv) {
     std::signal(SIGPIPE, SIG_IGN); // nobody reads the log any more: the site goes on
-    try {
-        return parseAndRun(argc, argv);
-    } catch (const std::exception &error) {
-        std::fprintf(stderr, "tkgen-site: %s\n", error.what());
-        return exitFailed;
-    }
+    return runGuarded("tkgen-site", [&] {
+        CLI::App app("Joins a generator's serial line to a relay, for consoles elsewhere.");
+        Settings settings;
+        addOptions(app, settings);
+        return parseAndRun(app, argc, argv, [&] { return run(settings); });
+    });
 }

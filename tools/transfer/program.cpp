@@ -1,5 +1,6 @@
 #include "program.h"
 
+#include "entry.h"
 #include "modes.h"
 #include "progress.h"
 
@@ -16,7 +17,7 @@
 
 namespace {
 
-enum ExitCode { exitWell = 0, exitFailed = 1, exitUsage = 2, exitDevice = 3 };
+constexpr int exitDevice = 3;
 
 constexpr const char *footer =
     "Without a device the transfer runs over standard input and output, which are put into raw\n"
@@ -35,7 +36,7 @@ struct Settings {
 
 /// An exit code, and why unless all went well.
 struct Verdict {
-    ExitCode code;
+    int code;
     std::string why;
 };
 
@@ -183,15 +184,7 @@ std::string Run::reasonOf(const Outcome &outcome) const {
     }
 }
 
-int parseAndRun(const Program &program, int argc, char **argv) {
-    CLI::App app(program.description);
-    Settings settings;
-    addOptions(app, program, settings);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? exitWell : exitUsage;
-    }
+int run(const Program &program, const Settings &settings) {
     Verdict verdict{exitUsage, program.complaint(settings.path)};
     if (verdict.why.empty()) {
         Modes modes;
@@ -211,10 +204,10 @@ int runProgram(const Program &program, int argc, char **argv) {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     fillStandardDescriptors();
-    try {
-        return parseAndRun(program, argc, argv);
-    } catch (const std::exception &error) {
-        std::fprintf(stderr, "%s: %s\n", program.name, error.what());
-        return exitFailed;
-    }
+    return runGuarded(program.name, [&] {
+        CLI::App app(program.description);
+        Settings settings;
+        addOptions(app, program, settings);
+        return parseAndRun(app, argc, argv, [&] { return run(program, settings); });
+    });
 }

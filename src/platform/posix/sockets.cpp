@@ -150,7 +150,10 @@ int sendSocket(SocketHandle socket, const char *bytes, std::size_t size) {
     if (count >= 0) {
         return static_cast<int>(count);
     }
-    return wouldBlock(errno) || errno == ENOBUFS ? 0 : -1;
+    if (wouldBlock(errno) || errno == ENOBUFS) {
+        return 0;
+    }
+    return isGone(errno) ? SOCKET_ENDED : -1;
 }
 
 int receiveSocket(SocketHandle socket, char *bytes, std::size_t size) {
