@@ -13,7 +13,8 @@ class TkRelaySession;
 struct TkRelayRole;
 
 /// An endpoint's connection to the relay server. It splits what comes into commands and data, and
-/// keeps whole what goes. The operations may be called from any thread.
+/// keeps whole what goes. The operations may be called from any thread. It serves for one
+/// connection: what is left of it isn't forgotten when the socket is opened again.
 class TKGEN_EXPORT TkClientSocket : public TkMiniSocket {
   public:
     /// Bytes of data that are held; what comes while as many can't be handed on is dropped.
@@ -34,7 +35,8 @@ class TKGEN_EXPORT TkClientSocket : public TkMiniSocket {
     /// when there is none.
     void getReceivedCmd(char *buffer, int *length);
 
-    /// The data begin with a complete message: a text frame up to its checksum, or a binary frame.
+    /// The data begin with a complete message: a text frame up to its checksum, a binary frame, or
+    /// a lone ACK or NAK.
     bool isDataReady();
 
     /// Takes up to `*length` bytes of data, complete or not; `*length` becomes their number.
@@ -50,6 +52,7 @@ class TKGEN_EXPORT TkClientSocket : public TkMiniSocket {
     struct Stream;
 
     bool transmit(const char *bytes, std::size_t length);
+    bool transmitFirst(const char *bytes, std::size_t length);
     bool keepAlive();
     bool sendWhole(const char *bytes, std::size_t length);
     bool sendKeepAlive();
@@ -63,6 +66,7 @@ class TKGEN_EXPORT TkClientSocket : public TkMiniSocket {
     TkMutex m_StreamMutex; // guards what is behind m_pStream; TkMiniSocket's is taken under it
     const std::unique_ptr<Stream> m_pStream;
     TkMutex m_SendMutex; // keeps a frame or block in one piece; TkMiniSocket's is taken under it
+    bool m_bOpening = false; // nothing goes before a connection's first block; guarded by it
     std::atomic<bool> m_bKeepAliveDue{false};
     std::atomic<bool> m_bAbandonsSends{false}; // what doesn't go at once doesn't go
     std::atomic<bool> m_bCutShort{false};      // a frame or block went out in part
@@ -134,7 +138,8 @@ class TKGEN_EXPORT TkRelayEndpoint : public TkComms {
     /// closing zero; the buffer gets an empty text then, and when there is none.
     void getReceivedMessage(char *buffer, int length);
 
-    /// Takes up to `*length` bytes of the received data; `*length` becomes their number.
+    /// Takes up to `*length` bytes of the received data; `*length` becomes their number. What is
+    /// left of one partner's data is dropped when another one connects.
     void getReceivedData(unsigned char *buffer, int *length);
 
     /// The address of the site that this one is connected or connecting to; empty without one, and

@@ -41,8 +41,7 @@ class TKGEN_EXPORT TkServerSocket : public TkMiniSocket {
     TkServerSocket *getTalkingSocket() const { return m_pPartner; }
     bool isPipeEstablished() const { return m_pPartner != nullptr; }
 
-    /// Pairs two connections, and both know it; ends the pair for both. Bytes that arrived before
-    /// don't go to the new partner.
+    /// Pairs two connections, and both know it; ends the pair for both.
     void linkTalkingSocket(TkServerSocket *partner);
     void dropTalkingSocket();
 
@@ -89,6 +88,7 @@ class TKGEN_EXPORT TkServerSocket : public TkMiniSocket {
     int readChunk(char *bytes, std::size_t size);
     void releaseHeld();
     void disownHeld();
+    void disownArrived();
     bool hasUnsent();
     bool isStuck();
     bool isHeldUp();
@@ -160,6 +160,9 @@ class TKGEN_EXPORT TkServerSocketQueue {
 /// harms nobody else. A read, or the sending of a command, that fails for any other reason, and want
 /// of memory, end the service: tcpip_Server_Failed tells, and a shutdown and a new run bring it
 /// back, from a thread that isn't the server's own.
+///
+/// The SITEINFO that tcpip_Server_Ready and tcpip_Server_Logoff carry stands until the next such
+/// event, and no longer than the server.
 ///
 /// The public operations may be called from any thread; the protected ones belong to the server's.
 class TKGEN_EXPORT TkServerImp {

@@ -157,6 +157,7 @@ void TkClientSocket::startAnew() {
     m_pStream->frames.clear();
     m_pStream->chunkSize = m_pStream->chunkTaken = 0;
     m_pStream->count = m_pStream->complete = 0;
+    m_bOpening = true;
     m_bKeepAliveDue = false;
     m_bAbandonsSends = false;
     m_bCutShort = false;
@@ -177,11 +178,18 @@ bool TkClientSocket::transmit(unsigned char const *bytes, int length) {
 
 bool TkClientSocket::transmit(const char *bytes, std::size_t length) {
     const TkLock lock(m_SendMutex);
-    const bool sent = sendWhole(bytes, length);
+    const bool sent = !m_bOpening && sendWhole(bytes, length);
     if (sent) {
         sendKeepAlive(); // if that fails, the next one will
     }
     return sent;
+}
+
+/// The first block of a connection: until it has gone, those of others fail.
+bool TkClientSocket::transmitFirst(const char *bytes, std::size_t length) {
+    const TkLock lock(m_SendMutex);
+    m_bOpening = false;
+    return transmit(bytes, length);
 }
 
 /// Sends a sign of life, or leaves it to the thread that is sending, behind its block. The reader

@@ -32,7 +32,8 @@ constexpr TkRelayRole::Row ROWS[] = {
     {"LOGOFF", false, 0, R::NO_TEXT, 0, 0, SERVER_DOWN, true},
     {"", true, S::ENUMERATING, R::SITE, S::ADDR_READY, S::ENUMERATING, ADDR_READY, false},
     {"ESTABLISHED", false, CONNECTING, R::NO_TEXT, CONNECTED, CONNECTING, CONNECTED_EVENT, false},
-    {"REJECTED", false, CONNECTING, R::PARTNER, 0, CONNECTING, REJECTED, false},
+    // The server has ended the pair that there was before it looked for another one.
+    {"REJECTED", false, CONNECTING, R::PARTNER, 0, CONNECTING | CONNECTED, REJECTED, false},
 };
 
 constexpr TkRelayRole ROLE = {

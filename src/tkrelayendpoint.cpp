@@ -6,7 +6,8 @@
 #include <string>
 #include <utility>
 
-// A callback may destroy the endpoint: behind an event an operation only touches the session.
+// A callback on the thread itself may destroy the endpoint: behind an event an operation only
+// touches the session, which that thread leaves behind.
 
 namespace {
 

@@ -27,7 +27,7 @@ constexpr int STREAM = 1;
 constexpr int TCP = 6;
 
 /// The time from the arrival of data to the answer that follows: one for all endpoints.
-std::atomic<unsigned long> traceStart{0};
+std::atomic<unsigned long> traceStart{TkTimer::time()};
 std::atomic<bool> traceStarts{true}; // with the next data
 
 void traceAnswer() {
@@ -129,6 +129,7 @@ bool TkRelaySession::logon(const char *address, unsigned short port) {
     told = address ? address : "";
     fire(m_Role.firstEvent + Event::CREATE);
     if (!openSocket(address, port) || (!onOwnThread && startControl() == 0)) {
+        m_bStop = true;
         closeSocket();
         setStatus(0, m_Role.online());
         fire(m_Role.firstEvent + Event::FAILED);
@@ -148,10 +149,7 @@ void TkRelaySession::startAnew() {
     closeSocket();
     m_Socket.startAnew();
     setText(TkRelayRole::PARTNER, "", 0, m_nStatus);
-    {
-        const std::lock_guard<std::mutex> lock(m_ReceivedMutex);
-        m_nReceived = 0;
-    }
+    dropReceived();
     m_bWatched = false;
     m_KeepAliveTimer.reset();
     m_bStop = false;
@@ -163,7 +161,7 @@ bool TkRelaySession::openSocket(const char *address, unsigned short port) {
     }
     setStatus(Status::LOGGING, 0);
     const std::string frame = TkRelayStream::frameOf(m_Role.logon);
-    return m_Socket.transmit(frame.data(), frame.size());
+    return m_Socket.transmitFirst(frame.data(), frame.size());
 }
 
 /// By the thread, by a logoff or a destructor that ends it, or when there is none.
@@ -179,10 +177,11 @@ void TkRelaySession::logoff() {
         return;
     }
     askToEnd();
-    if (!onThread()) {
-        stopControl();
-    }
+    const bool ended = !onThread() && stopControl() == 1;
     if ((m_nStatus.fetch_and(~m_Role.online()) & Status::LOGON) == 0) {
+        if (ended) {
+            closeSocket(); // a callback may have opened another one meanwhile
+        }
         return; // the server was quicker
     }
     setText(TkRelayRole::PARTNER, "", 0, 0);
@@ -220,8 +219,9 @@ bool TkRelaySession::connect(const char *address, int event) {
         setText(TkRelayRole::PARTNER, before, 0, 0);
         return false;
     }
-    m_ConnectAddress = address;
-    fire(event, m_ConnectAddress.data());
+    std::string &told = m_ConnectAddress[onThread() ? 1 : 0];
+    told = address;
+    fire(event, told.data());
     return true;
 }
 
@@ -348,6 +348,7 @@ void TkRelaySession::act(const TkRelayRole::Row &row, std::string_view command) 
     }
     if ((row.set & m_Role.connected) != 0) {
         m_Socket.dropData(); // of the last partner
+        dropReceived();
     }
     setText(row.text, text, row.set, row.ends ? m_Role.online() : row.clear);
     fire(row.event, data);
@@ -373,6 +374,11 @@ void TkRelaySession::processData() {
         traceData();
     }
     fire(m_Role.firstEvent + Event::DATA_READY);
+}
+
+void TkRelaySession::dropReceived() {
+    const std::lock_guard<std::mutex> lock(m_ReceivedMutex);
+    m_nReceived = 0;
 }
 
 bool TkRelaySession::appendReceived(const unsigned char *bytes, std::size_t size) {

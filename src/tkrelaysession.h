@@ -115,6 +115,7 @@ class TkRelaySession final : public TkThread {
     void act(const TkRelayRole::Row &row, std::string_view command);
     void setText(TkRelayRole::Text which, std::string_view text, int set, int clear);
     void processData();
+    void dropReceived();
     bool appendReceived(const unsigned char *bytes, std::size_t size);
     bool fits(const TkRelayRole::Row &row, std::string_view command) const;
 
@@ -131,7 +132,7 @@ class TkRelaySession final : public TkThread {
 
     // Of the last event; the caller's.
     std::array<std::string, 2> m_LogonAddress; // the second by the thread itself
-    std::string m_ConnectAddress;
+    std::array<std::string, 2> m_ConnectAddress;
 
     std::mutex m_TextMutex; // guards the texts, in step with their status bits; a leaf
     std::array<std::string, TkRelayRole::TEXTS> m_Texts;

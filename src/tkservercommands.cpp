@@ -62,7 +62,7 @@ bool TkServerImp::Relay::analyzePackages(TkServerSocket *socket) {
         return disconnect(socket);
     }
     if (command.is("LOGOFF")) {
-        return site_down(socket);
+        return leaveInTurn(socket);
     }
     if (command.is("HELLO")) {
         socket->reset_timer();
@@ -114,6 +114,7 @@ bool TkServerImp::Relay::connect(TkServerSocket *socket, std::string_view addres
         return false;
     }
     socket->linkTalkingSocket(client);
+    client->disownArrived(); // it can't have been meant for this partner
     update(socket);
     fire(tkserverevent::CONNECT, socket);
     return true;
@@ -137,6 +138,12 @@ bool TkServerImp::Relay::disconnect(TkServerSocket *socket) {
     update(partner);
     fire(tkserverevent::DISCONNECT);
     return true;
+}
+
+/// Everybody is told of everyone who leaves. When many do, those who stay are served in between.
+bool TkServerImp::Relay::leaveInTurn(TkServerSocket *socket) {
+    socket->m_pTraffic->leaving = m_nDepartures >= DEPARTURES_A_ROUND;
+    return socket->m_pTraffic->leaving || site_down(socket);
 }
 
 bool TkServerImp::Relay::site_down(TkServerSocket *socket) {

@@ -120,8 +120,9 @@ void TkServerImp::Relay::shutdown(bool insist) {
         m_bStop = true;
     }
     wakeThreads();
-    const bool listenerEnded = m_Listener.end(insist);
-    const bool pollerEnded = m_Poller.end(insist);
+    const bool waits = insist || !isOwnThread(); // one may wait for the other's callback
+    const bool listenerEnded = waits && m_Listener.end(insist);
+    const bool pollerEnded = waits && m_Poller.end(insist);
     if (!mine) {
         return; // another call, or a thread, finishes
     }
@@ -305,7 +306,7 @@ class Abandoned {
         Abandoned &all = instance();
         const std::lock_guard<std::mutex> lock(all.m_Mutex);
         const auto isThrough = [](const auto &relay) {
-            return relay->hasEnded() && !relay->isOwnThread();
+            return relay->hasEnded() && !relay->isRunning() && !relay->isOwnThread();
         };
         const auto first =
             std::stable_partition(all.m_Relays.begin(), all.m_Relays.end(),

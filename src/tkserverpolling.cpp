@@ -6,7 +6,6 @@
 namespace {
 
 constexpr int COMMANDS_A_ROUND = 16; // of one connection
-constexpr int DROPS_A_ROUND = 4;     // each is told to everybody
 
 } // namespace
 
@@ -37,9 +36,6 @@ bool TkServerImp::Relay::round() {
          m_pPollerWait->wait(m_Again.empty() ? untilWatch() : 0)) {
         if (m_bStop) {
             return true;
-        }
-        if (m_nDepartures >= DROPS_A_ROUND && !ready.ended) {
-            continue; // it is told again
         }
         if (!attend(ready)) {
             return false;
@@ -80,7 +76,9 @@ bool TkServerImp::Relay::attend(const SocketPoller::Ready &ready) {
 /// Reads and obeys a connection, as much as one may have at a time.
 bool TkServerImp::Relay::serve(TkServerSocket *socket) {
     m_pServed = socket;
-    for (int commands = 0; commands < COMMANDS_A_ROUND; ++commands) {
+    bool good = !socket->m_pTraffic->leaving || leaveInTurn(socket);
+    const auto stays = [&] { return m_pServed && !socket->m_pTraffic->leaving; };
+    for (int commands = 0; good && stays() && commands < COMMANDS_A_ROUND; ++commands) {
         if (!socket->polling()) {
             fire(tkserverevent::FAILED);
             return false;
@@ -88,15 +86,12 @@ bool TkServerImp::Relay::serve(TkServerSocket *socket) {
         if (!socket->isCmdReady()) {
             break;
         }
-        if (!analyzePackages(socket)) {
-            return false;
-        }
-        if (!m_pServed) {
-            return true; // it has left
-        }
+        good = analyzePackages(socket);
     }
-    update(socket);
-    return true;
+    if (m_pServed) {
+        update(socket);
+    }
+    return good;
 }
 
 bool TkServerImp::Relay::serveQueued() {
@@ -150,7 +145,7 @@ bool TkServerImp::Relay::watchPeers() {
             if (!site_down(socket)) {
                 return false;
             }
-            m_bWatchOn = m_nDepartures >= DROPS_A_ROUND;
+            m_bWatchOn = m_nDepartures >= DEPARTURES_A_ROUND;
             m_bShortage = shortage && m_bWatchOn;
             continue;
         }

@@ -10,17 +10,19 @@
 
 /// What travels over a server's connection.
 struct TkServerSocket::Traffic {
-    static constexpr long STANDSTILL = 15000; // ms; who takes nothing for so long is dead
+    static constexpr long STANDSTILL = 60000; // ms; who takes nothing for so long is dead
 
     TkRelayStream stream;
     std::string rest; // read, but not looked at yet
     std::size_t used = 0;
-    bool atEnd = false; // the peer sends no more
+    std::size_t disowned = 0; // so many bytes from here on are meant for an earlier partner
+    bool atEnd = false;       // the peer sends no more
 
     std::string out; // not taken by the system yet
     std::size_t sent = 0;
 
     TkTimer standstill{STANDSTILL}; // since the peer took the last of it
+    std::size_t untaken = 0;        // bytes, when that was looked at last
 
     std::atomic<bool> broken{false}; // nothing can be sent
     std::atomic<bool> dead{false};   // to be dropped: the peer takes too little
@@ -30,7 +32,8 @@ struct TkServerSocket::Traffic {
     bool adopted = false;
     bool reads = false; // what it waits for
     bool writes = false;
-    bool queued = false; // for another turn
+    bool queued = false;  // for another turn
+    bool leaving = false; // it has logged off, and waits for its turn to go
 };
 
 /// The numbers of a server's events.
@@ -103,6 +106,7 @@ class TkServerImp::Relay {
   private:
     enum State : int { stopped, starting, running, stopping }; // of a server
     static constexpr long WATCH_PERIOD = 250; // ms between two looks at who is still there
+    static constexpr int DEPARTURES_A_ROUND = 4;
 
     using SocketPoller = tkplatform::SocketPoller;
     using Traffic = TkServerSocket::Traffic;
@@ -140,6 +144,7 @@ class TkServerImp::Relay {
     bool connect(TkServerSocket *socket, std::string_view address);
     bool passMessage(TkServerSocket *socket, std::string_view command);
     bool disconnect(TkServerSocket *socket);
+    bool leaveInTurn(TkServerSocket *socket);
     bool site_down(TkServerSocket *socket);
     bool sendFrame(TkServerSocket *socket, std::string const &frame);
 

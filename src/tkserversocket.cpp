@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -134,8 +135,18 @@ int TkServerSocket::readChunk(char *bytes, std::size_t size) {
 /// Hands data to the partner, and returns how many bytes were looked at: fewer when a command is
 /// complete.
 std::size_t TkServerSocket::passOn(char const *bytes, std::size_t size) {
+    const std::size_t foreign = std::min(size, m_pTraffic->disowned);
     Gather data;
-    const std::size_t taken = m_pTraffic->stream.take(bytes, size, data);
+    std::size_t taken = 0;
+    if (foreign > 0) {
+        Gather unheard;
+        taken = m_pTraffic->stream.take(bytes, foreign, unheard);
+        m_pTraffic->disowned -= taken;
+        m_pTraffic->stream.disownHeld();
+    }
+    if (taken == foreign) {
+        taken += m_pTraffic->stream.take(bytes + taken, size - taken, data);
+    }
     TkServerSocket *const partner = m_pPartner;
     if (partner && data.count() > 0) {
         partner->transmit(data.bytes(), data.count()); // what can't be sent is lost
@@ -147,7 +158,10 @@ void TkServerSocket::releaseHeld() {
     const TkLock lock(m_StreamLock);
     TkServerSocket *const partner = m_pPartner;
     Gather data;
-    if (!isHeldUp() && m_pTraffic->rest.empty() && isSocketBlocked()) { // nothing has followed
+    if (!m_pTraffic->stream.isHolding() || isHeldUp() || !m_pTraffic->rest.empty()) {
+        return;
+    }
+    if (m_pTraffic->atEnd || isSocketBlocked()) { // nothing has followed
         m_pTraffic->stream.releaseHeld(data);
     }
     if (partner && data.count() > 0) {
@@ -160,6 +174,16 @@ void TkServerSocket::releaseHeld() {
 void TkServerSocket::disownHeld() {
     const TkLock lock(m_StreamLock);
     m_pTraffic->stream.disownHeld();
+    m_pTraffic->disowned = 0;
+}
+
+/// The same for all that has arrived, looked at or not.
+void TkServerSocket::disownArrived() {
+    const TkLock lock(m_StreamLock);
+    const Traffic &traffic = *m_pTraffic;
+    const std::size_t arrived = tkplatform::pendingBytes(handle());
+    disownHeld();
+    m_pTraffic->disowned = traffic.rest.size() - traffic.used + arrived;
 }
 
 bool TkServerSocket::isCmdReady() {
@@ -187,8 +211,8 @@ bool TkServerSocket::hasWork() {
     const TkLock lock(m_StreamLock);
     const Traffic &traffic = *m_pTraffic;
     const bool unread = traffic.broken && !traffic.atEnd; // it is no longer watched
-    return !traffic.dead && !isHeldUp() &&
-           (traffic.stream.isCmdReady() || !traffic.rest.empty() || unread);
+    return traffic.leaving || (!traffic.dead && !isHeldUp() &&
+                               (traffic.stream.isCmdReady() || !traffic.rest.empty() || unread));
 }
 
 // --- Sending -------------------------------------------------------------------------------------
@@ -243,10 +267,17 @@ void TkServerSocket::flush() {
     }
 }
 
-/// The peer takes nothing, or too little.
+/// The peer takes nothing, or too little. One that takes a little at a time is seen by what the
+/// system still has for it: room to send more comes much later.
 bool TkServerSocket::isStuck() {
     const TkLock lock(m_OutLock);
-    const Traffic &traffic = *m_pTraffic;
+    Traffic &traffic = *m_pTraffic;
+    if (!traffic.out.empty()) {
+        const std::size_t untaken = tkplatform::untakenBytes(handle());
+        if (std::exchange(traffic.untaken, untaken) > untaken) {
+            traffic.standstill.reset();
+        }
+    }
     return traffic.dead || (!traffic.out.empty() && traffic.standstill.timedOut());
 }
 

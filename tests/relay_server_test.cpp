@@ -124,6 +124,57 @@ TEST_F(RelayServer, DataPassUnchanged) {
         EXPECT_TRUE(client.bytes(block.size()) == block && control.bytes(block.size()) == block);
     }
     EXPECT_EQ(deaf.bytes(eager.flooded()).size(), eager.flooded()); // it has only waited
+    client.send("and the endS");
+    client.finish();
+    EXPECT_EQ(control.bytes(12), "and the endS");
+}
+
+TEST_F(RelayServer, NobodyHearsWhatWasMeantForAnother) {
+    auto [site, first] = pair(2, 3);
+    RawPeer second = peer(4, "ZOR_CONTROL");
+    site.flood(); // the first one doesn't read
+    first.say("DISCONNECT");
+    EXPECT_TRUE(eventually([&] { return second.asks("CONNECT->127.0.0.2") == "ESTABLISHED"; }));
+    EXPECT_EQ(site.hears(), "DISCONNECT");
+    EXPECT_EQ(site.hears(), "CONNECT<-127.0.0.4");
+    site.say("MESSAGE:for you");
+    const std::string heard = second.hears(); // and before it what was still on its way
+    EXPECT_NE(heard.find("MESSAGE:for you"), std::string::npos);
+    EXPECT_LT(heard.size(), 65536U);
+}
+
+/// A peer in front of a slow line takes little at a time, and is no dead one.
+TEST_F(RelayServer, WhoReadsSlowlyStays) {
+    SettableClock clock;
+    auto [slow, eager] = pair(2, 3);
+    RawPeer third = peer(4, "ZOR_CONTROL");
+    eager.flood();
+    for (int seconds = 0; seconds < 100; ++seconds) {
+        slow.say("HELLO");
+        third.say("HELLO");
+        EXPECT_EQ(slow.bytes(4096), std::string(4096, 'x'));
+        clock.advance(1000);
+        EXPECT_EQ(third.asks("CONNECT->127.0.0.9"), "REJECTED") << "nothing was told before";
+    }
+}
+
+TEST_F(RelayServer, ManyWhoLeaveAtOnceHoldUpNobody) {
+    auto [client, control] = pair(2, 3);
+    std::vector<RawPeer> crowd;
+    for (int i = 0; i < 300; ++i) {
+        crowd.emplace_back(server->port(), 4);
+    }
+    for (RawPeer &one : crowd) {
+        one.say("LOGOFF");
+    }
+    control.send("quick");
+    std::size_t told = 0;
+    std::string heard = client.bytes(1);
+    for (; !heard.empty() && heard != "q"; heard = client.bytes(1)) {
+        heard += client.hears();
+        told += 1;
+    }
+    EXPECT_LT(told, 100u);
 }
 
 TEST_F(RelayServer, WhoFallsSilentIsDropped) {

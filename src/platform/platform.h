@@ -170,6 +170,9 @@ int receiveSocket(SocketHandle socket, char *bytes, std::size_t size);
 /// The number of bytes to read, 0 on failure.
 std::size_t pendingBytes(SocketHandle socket);
 
+/// The number of bytes that the peer hasn't taken yet of those that were sent, 0 on failure.
+std::size_t untakenBytes(SocketHandle socket);
+
 /// Whether a read, or an accept, would give something at once, if only an end; whether a send
 /// would. They wait up to `limit` ms for it. False on failure.
 bool isReadable(SocketHandle socket, long limit);

@@ -66,6 +66,8 @@ class RawPeer {
     /// Sends to a far end that doesn't pass it on, until nothing goes any more.
     void flood() {
         setLimit(SO_SNDTIMEO, 0, 200000);
+        const int little = 4096; // is on its way when nothing goes any more
+        ::setsockopt(m_Socket, SOL_SOCKET, SO_SNDBUF, &little, sizeof little);
         const std::string block(65536, 'x');
         for (ssize_t count = 1; count > 0;) {
             count = ::send(m_Socket, block.data(), block.size(), MSG_NOSIGNAL);
@@ -73,6 +75,8 @@ class RawPeer {
         }
     }
     std::size_t flooded() const { return m_nFlooded; } ///< bytes
+
+    void finish() { ::shutdown(m_Socket, SHUT_WR); } ///< says no more
 
     /// Closes without good order.
     void reset() {

@@ -65,6 +65,13 @@ bool isReady(SocketHandle socket, short what, long limit) {
     return count == 1 && (watched.revents & POLLNVAL) == 0;
 }
 
+std::size_t countOf(SocketHandle socket, unsigned long what) {
+    int count = 0;
+    return ::ioctl(descriptor(socket), what, &count) == 0 && count > 0
+               ? static_cast<std::size_t>(count)
+               : 0;
+}
+
 /// How the network tells of a peer that has gone.
 bool isGone(int error) {
     return error == ECONNRESET || error == ETIMEDOUT || error == EPIPE || error == ENOTCONN ||
@@ -168,10 +175,11 @@ int receiveSocket(SocketHandle socket, char *bytes, std::size_t size) {
 }
 
 std::size_t pendingBytes(SocketHandle socket) {
-    int count = 0;
-    return ::ioctl(descriptor(socket), FIONREAD, &count) == 0 && count > 0
-               ? static_cast<std::size_t>(count)
-               : 0;
+    return countOf(socket, FIONREAD);
+}
+
+std::size_t untakenBytes(SocketHandle socket) {
+    return countOf(socket, TIOCOUTQ);
 }
 
 bool isReadable(SocketHandle socket, long limit) {
