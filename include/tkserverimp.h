@@ -87,8 +87,7 @@ class TKGEN_EXPORT TkServerSocket : public TkMiniSocket {
     bool passOnRest();
     int readChunk(char *bytes, std::size_t size);
     void releaseHeld();
-    void disownHeld();
-    void disownArrived();
+    void disownArrived(bool unread);
     bool hasUnsent();
     bool isStuck();
     bool isHeldUp();

@@ -109,12 +109,13 @@ bool TkServerImp::Relay::connect(TkServerSocket *socket, std::string_view addres
     if (!isFree || client == socket) {
         return transmitData(socket, "REJECTED");
     }
+    client->disownArrived(true); // from now on it may mean this partner
+    socket->disownArrived(false);
     if (!transmitData(client, "CONNECT<-" + addressOf(socket)) ||
         !transmitData(socket, "ESTABLISHED")) {
         return false;
     }
     socket->linkTalkingSocket(client);
-    client->disownArrived(); // it can't have been meant for this partner
     update(socket);
     fire(tkserverevent::CONNECT, socket);
     return true;

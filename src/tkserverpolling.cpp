@@ -138,8 +138,9 @@ bool TkServerImp::Relay::watchPeers() {
         if (!traffic.adopted) {
             continue;
         }
-        if (socket->isHeldUp() && !traffic.atEnd && !traffic.broken) {
-            socket->reset_timer(); // its "HELLO" wouldn't be read
+        const bool waited = std::exchange(traffic.waited, socket->isHeldUp()) || traffic.waited;
+        if (waited && !traffic.atEnd && !traffic.broken) {
+            socket->reset_timer(); // its "HELLO" may not have been read
         }
         if (isGone(socket) || (shortage && traffic.atEnd)) {
             if (!site_down(socket)) {
@@ -179,6 +180,7 @@ void TkServerImp::Relay::settle(TkServerSocket *socket) {
     if (traffic.watched == tkplatform::NO_SOCKET || traffic.broken) {
         return; // nothing more to wait for
     }
+    traffic.waited = traffic.waited || socket->isHeldUp();
     const bool reads = !traffic.atEnd && !socket->isHeldUp();
     const bool writes = socket->hasUnsent();
     if (reads == traffic.reads && writes == traffic.writes) {

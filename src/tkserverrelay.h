@@ -10,7 +10,9 @@
 
 /// What travels over a server's connection.
 struct TkServerSocket::Traffic {
-    static constexpr long STANDSTILL = 60000; // ms; who takes nothing for so long is dead
+    /// Who takes nothing for so many ms is dead. A system tells that its program has taken
+    /// something only when that is a good part of a buffer of megabytes.
+    static constexpr long STANDSTILL = 180000;
 
     TkRelayStream stream;
     std::string rest; // read, but not looked at yet
@@ -33,6 +35,7 @@ struct TkServerSocket::Traffic {
     bool reads = false; // what it waits for
     bool writes = false;
     bool queued = false;  // for another turn
+    bool waited = false;  // for its partner to take something, since that was looked at last
     bool leaving = false; // it has logged off, and waits for its turn to go
 };
 

@@ -75,7 +75,6 @@ void TkServerSocket::linkTalkingSocket(TkServerSocket *partner) {
     }
     dropTalkingSocket(); // nobody keeps a partner who doesn't know it
     m_pPartner = partner;
-    disownHeld();
     partner->linkTalkingSocket(this);
 }
 
@@ -169,21 +168,14 @@ void TkServerSocket::releaseHeld() {
     }
 }
 
-/// What was held back came before the present partner, who doesn't hear it. It may still become a
-/// command, so that it isn't just dropped.
-void TkServerSocket::disownHeld() {
+/// A partner is to come, who doesn't hear what was held back before, nor, with `unread`, what has
+/// arrived and wasn't looked at. There may be commands in it, so that it isn't just dropped.
+void TkServerSocket::disownArrived(bool unread) {
     const TkLock lock(m_StreamLock);
-    m_pTraffic->stream.disownHeld();
-    m_pTraffic->disowned = 0;
-}
-
-/// The same for all that has arrived, looked at or not.
-void TkServerSocket::disownArrived() {
-    const TkLock lock(m_StreamLock);
-    const Traffic &traffic = *m_pTraffic;
-    const std::size_t arrived = tkplatform::pendingBytes(handle());
-    disownHeld();
-    m_pTraffic->disowned = traffic.rest.size() - traffic.used + arrived;
+    Traffic &traffic = *m_pTraffic;
+    traffic.stream.disownHeld();
+    const std::size_t rest = traffic.rest.size() - traffic.used;
+    traffic.disowned = unread ? rest + tkplatform::pendingBytes(handle()) : 0;
 }
 
 bool TkServerSocket::isCmdReady() {

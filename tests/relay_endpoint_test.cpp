@@ -44,7 +44,9 @@ class Endpoint : public testing::TestWithParam<bool> {
     bool isWelcome() {
         ::close(peer);
         peer = ::accept(listening, nullptr, nullptr);
-        return exchange(GetParam() ? "ZOR_CONTROL" : "ZOR_CLIENT", "ZOR_SERVER", "Logon");
+        const std::string asked = command(GetParam() ? "ZOR_CONTROL" : "ZOR_CLIENT");
+        return hear(asked.size()) == asked && ::send(peer, command("ZOR_SERVER").data(), 19, 0) &&
+               eventually([&] { return endpoint->isLogon(); });
     }
     /// The next bytes; fewer at the end of the stream.
     std::string hear(std::size_t size) const {
@@ -80,7 +82,8 @@ TEST_P(Endpoint, LooksRoundMeetsAPartnerAndLeaves) {
     auto *const control = dynamic_cast<TkControlImp *>(endpoint.get());
     SITEINFO site{};
     char text[5] = "?";
-    EXPECT_TRUE(comes() && isWelcome() && comes() && !endpoint->message("too early"));
+    EXPECT_TRUE(comes() && isWelcome() && tells("", "Logon") && comes());
+    EXPECT_FALSE(endpoint->message("too early"));
     EXPECT_TRUE(endpoint->sendDescription("X") && !endpoint->transmitCmd("an\x03within"));
     EXPECT_TRUE(exchange("DESCRIPTION->X", "SITEDOWN:1", "Site_Down") && endpoint->browse());
     EXPECT_TRUE(
@@ -118,7 +121,6 @@ TEST_P(Endpoint, LooksRoundMeetsAPartnerAndLeaves) {
 }
 
 TEST_P(Endpoint, NothingGoesBeforeTheLogon) {
-    const std::string logon = command(GetParam() ? "ZOR_CONTROL" : "ZOR_CLIENT");
     std::atomic<bool> through{false};
     std::thread writer([&] {
         while (!through) {
@@ -126,12 +128,7 @@ TEST_P(Endpoint, NothingGoesBeforeTheLogon) {
         }
     });
     for (int i = 0; i < 20; ++i) {
-        EXPECT_TRUE(comes());
-        ::close(peer);
-        peer = ::accept(listening, nullptr, nullptr);
-        EXPECT_EQ(hear(logon.size()), logon);
-        ::send(peer, command("ZOR_SERVER").data(), 19, MSG_NOSIGNAL);
-        EXPECT_TRUE(eventually([&] { return endpoint->isLogon(); }));
+        EXPECT_TRUE(comes() && isWelcome());
         endpoint->logoff();
     }
     through = true;

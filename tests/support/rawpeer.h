@@ -14,9 +14,13 @@
 /// The far end of a relay's connection, with bytes of its own. A wait takes ten seconds at most.
 class RawPeer {
   public:
-    /// Connects to a local port, from 127.0.0.`number`.
-    RawPeer(unsigned short port, int number) : m_Socket(::socket(AF_INET, SOCK_STREAM, 0)) {
+    /// Connects to a local port, from 127.0.0.`number`, with `room` for bytes that nobody has read.
+    RawPeer(unsigned short port, int number, int room = 0)
+        : m_Socket(::socket(AF_INET, SOCK_STREAM, 0)) {
         const int on = 1;
+        if (room > 0) {
+            ::setsockopt(m_Socket, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+        }
         ::setsockopt(m_Socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         setLimit(SO_RCVTIMEO, 10, 0);
         setLimit(SO_SNDTIMEO, 10, 0);
