@@ -13,6 +13,7 @@
 #include <vector>
 
 class TkCommsLog;
+class TkItemCodec;
 class TkParameterTable;
 struct TkExpectation;
 namespace tkwaits {
@@ -87,6 +88,21 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
         int value;
     };
 
+    /// What is fixed about an engine and its far end.
+    struct FarEnd {
+        /// What a lone ACK is: a byte like others; the answer to what is pending; or that, and the
+        /// last byte that a cycle looks at, so that what follows may answer the next frame.
+        enum class Ack { byte, answer, lastAnswer };
+
+        int eventClass;      ///< of the engine's dispatchers
+        const char *name;    ///< in the parsed log
+        const char *unknown; ///< what the parsed log calls a frame that nothing is known of
+        bool logsTicks;      ///< a line of the parsed log begins with the time
+        Ack ack;
+        long pollingPeriod;  ///< ms between two ticks of polling
+        bool hurriesAtFirst; ///< until connected, a tick follows the answers to the last one
+    };
+
     /// What a caller of transmitMsg waits for; null when he doesn't.
     using Answer = std::shared_ptr<TkExpectation>;
 
@@ -105,19 +121,20 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
         bool m_bHeld;
     };
 
-    /// `eventClass` is that of the engine's dispatchers, `farEnd` its name in the parsed log,
-    /// `keys` the parameters, `pollingPeriod` the ms between two ticks of polling while connected.
-    /// The engine calls endThread in its own destructor.
-    TkConversation(int eventClass, const char *farEnd, std::shared_ptr<TkComms> comms,
-                   const std::vector<int> &keys, long pollingPeriod);
+    /// `keys` are the parameters. The engine calls endThread in its own destructor.
+    TkConversation(const FarEnd &farEnd, std::shared_ptr<TkComms> comms,
+                   const std::vector<int> &keys);
 
     /// A link as the engine holds it when it is the application's: it is never destroyed here.
     static std::shared_ptr<TkComms> borrowed(TkComms *comms);
 
     void threadCycle() override;
 
-    // --- What an engine adds; all on the worker thread, but for forget ---
+    // --- What an engine adds; all on the worker thread, but for encodeFrame and forget ---
 
+    /// Makes the frame of a command; empty when there is none. With the queue's lock held, on any
+    /// thread.
+    virtual std::vector<unsigned char> encodeFrame(int command, int value) = 0;
     /// Whether the bytes received so far are a whole frame.
     virtual bool frameComplete(const std::vector<unsigned char> &received) const = 0;
     /// Takes a frame apart. False when it is no valid frame.
@@ -160,6 +177,11 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     unsigned long responseLimit();
     /// The limit of a waiting call in ms: four times the response time, and `more` on a link.
     unsigned long waitLimit(unsigned long more = 0);
+    /// Queues the frame of a command, and with `wait` waits as waitForAnswer does for the value of
+    /// `awaits`. False, and nothing queued, when there is no such frame, and without memory.
+    bool transmit(int command, int value, int awaits, bool wait);
+    /// The first half of that, up to the wait.
+    bool queueCommand(int command, int value, int awaits, bool wait, Answer &answer);
     /// Appends a frame, and with `wait` makes the value of `awaits` unknown, as it becomes once
     /// more when the frame goes out: what answers older frames isn't taken for its answer. The
     /// caller holds the queue's lock, from the encoding on.
@@ -170,6 +192,16 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     bool canWait();
     /// Waits for an answer up to `limit` ms. At once false when it can't come.
     bool waitForAnswer(const Answer &answer, unsigned long limit);
+    bool isKnown(int key) const;
+    /// The items that a codec has found. Returns true.
+    static bool takeItems(TkItemCodec &codec, std::vector<Item> &items);
+    /// Stores an item's value, and tells the dispatchers, without data, when it differs from the
+    /// last one. With the turn held.
+    void storeChange(int command, int value);
+    /// Tells the dispatchers of an item, unless they are to hear nothing.
+    void tell(int command, void *data = nullptr);
+    /// Sends one byte beside the queue, which nothing answers, and which the logs don't hold.
+    void sendControlByte(char byte);
     /// How many frames are queued.
     std::size_t queuedFrames();
     /// Whether a frame that awaits `awaited` is queued or under way.
@@ -205,7 +237,7 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     void lostComms();
 
     bool receiveByte(unsigned char byte);
-    void receiveAck();
+    bool receiveAck();
     bool handleFrame(bool overlong);
     bool handleRecord();
     bool isRepeatedReply();
@@ -225,8 +257,7 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     void addParsedComms(const char *prefix, const unsigned char *frame, std::size_t length);
     void logRefused(const char *why);
 
-    const int m_nEventClass;
-    const std::string m_FarEnd;
+    const FarEnd m_FarEnd;
 
     bool m_bTellingLoss = false;          // guarded by the turn
     std::atomic<int> m_nLossRequested{0}; // whoever ends a turn carries it out

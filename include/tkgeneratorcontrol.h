@@ -64,12 +64,12 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     ///
     /// The record mustn't be touched nor destroyed while it is awaited: until the reply, by which
     /// isValid() becomes true, an ACK, or the loss of the link. That another record is accepted,
-    /// and enableRefresh(false, true), show that it is free; of the bypass, and of a record that the
-    /// application describes, nothing else does, as isValid() is true before. With `wait` the call blocks for the
-    /// answer: true when one came. False when none can come any more, or none has come within the
-    /// time that transmitMsg waits; the frame may still be queued, but the record is left alone
-    /// from then on. In a callback of this engine a waiting call returns false at once, with the
-    /// frame queued.
+    /// and enableRefresh(false, true), show that it is free; of the bypass, and of a record that
+    /// the application describes, nothing else does, as isValid() is true before. With `wait` the
+    /// call blocks for the answer: true when one came. False when none can come any more, or none
+    /// has come within the time that transmitMsg waits; the frame may still be queued, but the
+    /// record is left alone from then on. In a callback of this engine a waiting call returns false
+    /// at once, with the frame queued.
     ///
     /// An ACK doesn't tell what it is for: that of a command queued earlier ends the wait too. A
     /// reply fills the record that is awaited, whatever instance it tells of. So after a read look
@@ -147,6 +147,7 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
 
     TkGeneratorControl(std::shared_ptr<TkComms> comms, long pollingPeriod);
 
+    std::vector<unsigned char> encodeFrame(int command, int value) override;
     bool frameComplete(const std::vector<unsigned char> &received) const override;
     bool decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) override;
     bool isAnswered(int awaited) const override;
@@ -165,9 +166,7 @@ class TKGEN_EXPORT TkGeneratorControl : public TkConversation {
     void supervise(int step) override;
 
     static bool isWholeRecord(const std::vector<unsigned char> &received);
-    bool queueCommand(Tk::TextCommands command, int value, bool wait, Answer &answer);
     bool query(int command);
-    bool isKnown(int parameter) const;
     void checkForDap(int step);
     void takeOver(int command, int value);
     void storeAndTell(int command, int value, bool takesPart);

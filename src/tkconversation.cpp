@@ -2,10 +2,12 @@
 
 #include "tkcommslog.h"
 #include "tkdispatchmanager.h"
+#include "tkframecodec.h"
 #include "tkparametertable.h"
 #include "tkwaits.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace {
@@ -50,11 +52,11 @@ bool readByte(TkComms &comms, unsigned char &byte) {
 
 } // namespace
 
-TkConversation::TkConversation(int eventClass, const char *farEnd, std::shared_ptr<TkComms> comms,
-                               const std::vector<int> &keys, long pollingPeriod)
-    : m_pParameters(new TkParameterTable(keys)), m_nEventClass(eventClass), m_FarEnd(farEnd),
-      m_pComms(std::move(comms)), m_pRawRx(new TkCommsLog), m_pRawTx(new TkCommsLog),
-      m_pParsed(new TkCommsLog), m_pTxMutex(new tkwaits::Turn), m_RefreshTimer(pollingPeriod) {}
+TkConversation::TkConversation(const FarEnd &farEnd, std::shared_ptr<TkComms> comms,
+                               const std::vector<int> &keys)
+    : m_pParameters(new TkParameterTable(keys)), m_FarEnd(farEnd), m_pComms(std::move(comms)),
+      m_pRawRx(new TkCommsLog), m_pRawTx(new TkCommsLog), m_pParsed(new TkCommsLog),
+      m_pTxMutex(new tkwaits::Turn), m_RefreshTimer(farEnd.pollingPeriod) {}
 
 TkConversation::~TkConversation() = default;
 
@@ -86,6 +88,26 @@ unsigned long TkConversation::responseLimit() {
 unsigned long TkConversation::waitLimit(unsigned long more) {
     const std::shared_ptr<TkComms> comms = link();
     return comms ? 4 * responseTime(*comms) + more : 4 * USUAL_RESPONSE_TIME;
+}
+
+bool TkConversation::transmit(int command, int value, int awaits, bool wait) {
+    const unsigned long limit = wait ? waitLimit() : 0;
+    Answer answer;
+    return queueCommand(command, value, awaits, wait, answer) && waitForAnswer(answer, limit);
+}
+
+bool TkConversation::queueCommand(int command, int value, int awaits, bool wait, Answer &answer) {
+    try {
+        const TkLock lock(m_QueueMutex);
+        std::vector<unsigned char> frame = encodeFrame(command, value);
+        if (frame.empty()) {
+            return false;
+        }
+        answer = queueFrame(std::move(frame), awaits, wait);
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+    return true;
 }
 
 TkConversation::Answer TkConversation::queueFrame(std::vector<unsigned char> frame, int awaits,
@@ -178,6 +200,16 @@ void TkConversation::writeFrame(TkComms &comms, std::vector<unsigned char> &fram
     addParsedComms("TRANSMITTED: ", frame.data(), frame.size());
 }
 
+void TkConversation::sendControlByte(char byte) {
+    try {
+        if (const std::shared_ptr<TkComms> comms = link()) {
+            comms->write_ch(byte);
+        }
+    } catch (...) {
+        // As with a frame.
+    }
+}
+
 void TkConversation::startResponseTimer(TkComms &comms) {
     m_bAwaitingResponse = true;
     m_ResponseTimer.setLength(static_cast<long>(responseTime(comms)));
@@ -247,9 +279,10 @@ bool TkConversation::receiveByte(unsigned char byte) {
         m_RxBuffer.erase(m_RxBuffer.begin() + 1, m_RxBuffer.end() - 1);
     }
     m_RxBuffer.push_back(byte);
-    if (m_RxBuffer.size() == 1 && byte == ACK) {
-        receiveAck();
-    } else if (frameComplete(m_RxBuffer)) {
+    if (m_RxBuffer.size() == 1 && byte == ACK && m_FarEnd.ack != FarEnd::Ack::byte) {
+        return receiveAck();
+    }
+    if (frameComplete(m_RxBuffer)) {
         m_Frame.swap(m_RxBuffer);
         const bool overlong = m_bOverlong;
         clearReceived();
@@ -260,7 +293,7 @@ bool TkConversation::receiveByte(unsigned char byte) {
 
 /// With the queue locked throughout, so that the ACK of one frame can't be taken for that of
 /// another which is queued meanwhile.
-void TkConversation::receiveAck() {
+bool TkConversation::receiveAck() {
     addParsedComms("RECEIVED: ", m_RxBuffer.data(), m_RxBuffer.size());
     clearReceived();
     const TkLock lock(m_QueueMutex);
@@ -270,6 +303,7 @@ void TkConversation::receiveAck() {
         frontAnswered();
     }
     acknowledged(answered);
+    return m_FarEnd.ack != FarEnd::Ack::lastAnswer;
 }
 
 bool TkConversation::handleFrame(bool overlong) {
@@ -284,14 +318,14 @@ bool TkConversation::handleFrame(bool overlong) {
 /// when nobody wants it any more: the generator has done what it was asked.
 bool TkConversation::handleRecord() {
     if (isRepeatedReply()) {
-        logRefused("Unknown");
+        logRefused(m_FarEnd.unknown);
         return false;
     }
     const bool taken = receiveRecord(m_Frame);
     if (taken) {
         addParsedComms("RECEIVED:    ", m_Frame.data(), m_Frame.size());
     } else {
-        logRefused("Unknown");
+        logRefused(m_FarEnd.unknown);
     }
     const Outgoing *const front = frameAwaitingResponse();
     if (front != nullptr && front->awaits == m_Frame[1]) {
@@ -327,7 +361,7 @@ void TkConversation::handleText(bool overlong) {
     } else if (overlong || !decodeFrame(m_Frame, m_Items)) {
         logRefused("Invalid Checksum on");
     } else if (m_Items.empty() || !m_pParameters->declares(m_Items.front().command)) {
-        logRefused("Unknown");
+        logRefused(m_FarEnd.unknown);
     } else {
         handleItems();
     }
@@ -348,6 +382,32 @@ void TkConversation::handleItems() {
     for (const Item &item : m_Items) {
         handleReceivedMsg(item.command, item.value);
     }
+}
+
+bool TkConversation::takeItems(TkItemCodec &codec, std::vector<Item> &items) {
+    items.clear();
+    for (int i = 0; i < codec.getNumCmds(); ++i) {
+        items.push_back({codec.decodedCmd(i), codec.decodedValue(i)});
+    }
+    return true;
+}
+
+void TkConversation::storeChange(int command, int value) {
+    const TkParameterTable::Telling telling(*m_pParameters, command);
+    int before = 0;
+    if (m_pParameters->exchange(command, value, before) && value != before) {
+        tell(command);
+    }
+}
+
+void TkConversation::tell(int command, void *data) {
+    if (m_bDispatcherEnabled) {
+        m_DispatchManager.dispatchMsg(m_FarEnd.eventClass, command, data);
+    }
+}
+
+bool TkConversation::isKnown(int key) const {
+    return m_pParameters->value(key) != VALUE_UNKNOWN;
 }
 
 /// Only a frame that was sent can be answered: one that was queued while the rest of a wait runs

@@ -9,9 +9,9 @@ bool isPrintable(unsigned char byte) {
     return byte >= 0x20 && byte < 0x7F;
 }
 
-/// Tick, prefix, printable bytes as they are and others by their number, as in KV070<3>;
+/// Prefix, printable bytes as they are and others by their number, as in KV070<3>;
 std::string logLine(const char *prefix, const unsigned char *frame, std::size_t length) {
-    std::string line = std::to_string(TkTimer::time()) + " ms -- " + prefix;
+    std::string line = prefix;
     for (std::size_t i = 0; i < length; ++i) {
         if (isPrintable(frame[i])) {
             line += static_cast<char>(frame[i]);
@@ -55,7 +55,9 @@ void TkConversation::addParsedComms(const char *prefix, const unsigned char *fra
         return;
     }
     try {
-        const std::string line = logLine(prefix, frame, length);
+        const std::string tick =
+            m_FarEnd.logsTicks ? std::to_string(TkTimer::time()) + " ms -- " : "";
+        const std::string line = tick + logLine(prefix, frame, length);
         m_pParsed->append(line.data(), line.size());
     } catch (const std::bad_alloc &) {
         // Without memory for the log the conversation goes on.
@@ -64,6 +66,6 @@ void TkConversation::addParsedComms(const char *prefix, const unsigned char *fra
 
 void TkConversation::logRefused(const char *why) {
     const std::string prefix =
-        std::string("RECEIVED:     ") + why + " message received from " + m_FarEnd + "... -> ";
+        std::string("RECEIVED:     ") + why + " message received from " + m_FarEnd.name + "... -> ";
     addParsedComms(prefix.c_str(), m_Frame.data(), m_Frame.size());
 }

@@ -59,8 +59,9 @@ std::shared_ptr<TkComms> serialPort(TkSerial::COM_PORTS port) {
 } // namespace
 
 TkGeneratorControl::TkGeneratorControl(std::shared_ptr<TkComms> comms, long pollingPeriod)
-    : TkConversation(TkGenDispatcher::CLASS, "generator", std::move(comms), declareParameters(),
-                     pollingPeriod),
+    : TkConversation({TkGenDispatcher::CLASS, "generator", "Unknown", true, FarEnd::Ack::answer,
+                      pollingPeriod, true},
+                     std::move(comms), declareParameters()),
       m_pCodec(new TkTextCodec), m_pLatchedErrors(new TkErrorQueue), m_pErrors(new TkErrorQueue),
       m_pRecords(new TkRecordTraffic) {}
 
@@ -87,7 +88,8 @@ bool TkGeneratorControl::setGenParam(Tk::TextCommands command, int value) {
 bool TkGeneratorControl::transmitMsg(Tk::TextCommands command, int value, bool wait) {
     const unsigned long limit = wait ? waitLimit() : 0;
     Answer answer;
-    if (!queueCommand(command, value, wait, answer)) {
+    const TkCommand *const row = TkCommandTable::find(command);
+    if (row == nullptr || !queueCommand(command, value, row->awaited, wait, answer)) {
         return false;
     }
     if (command == Tk::DT) {
@@ -97,31 +99,19 @@ bool TkGeneratorControl::transmitMsg(Tk::TextCommands command, int value, bool w
     return waitForAnswer(answer, limit);
 }
 
-bool TkGeneratorControl::queueCommand(Tk::TextCommands command, int value, bool wait,
-                                      Answer &answer) {
-    const TkCommand *const row = TkCommandTable::find(command);
-    if (row == nullptr) {
-        return false;
-    }
+std::vector<unsigned char> TkGeneratorControl::encodeFrame(int command, int value) {
     if (command == Tk::FS) {
         if (value < 0 || value > 2) {
-            return false;
+            return {};
         }
         value = WIRE_FILM_SCREENS[value];
     }
-    try {
-        const TkLock lock(m_QueueMutex);
-        if (!m_pCodec->encode(command, value)) {
-            return false;
-        }
-        answer = queueFrame(m_pCodec->encodedMsg(), row->awaited, wait);
-        if (command == Tk::XR && value == 0) {
-            m_bRadExposure = false; // the console ends the exposure: nobody has to confirm it
-        }
-    } catch (const std::bad_alloc &) {
-        return false;
+    m_pCodec->encode(command, value);
+    std::vector<unsigned char> frame = m_pCodec->encodedMsg();
+    if (command == Tk::XR && value == 0) {
+        m_bRadExposure = false; // the console ends the exposure: nobody has to confirm it
     }
-    return true;
+    return frame;
 }
 
 bool TkGeneratorControl::transmitAPR(int ws, int fo, int et, int fi, int fs, int fn, int kv, int ma,
@@ -140,12 +130,7 @@ bool TkGeneratorControl::transmitAPR(int ws, int fo, int et, int fi, int fs, int
 
 /// A question of the engine's own: it restarts nothing.
 bool TkGeneratorControl::query(int command) {
-    Answer unwanted;
-    return queueCommand(static_cast<Tk::TextCommands>(command), Tk::REQUEST_QUERY, false, unwanted);
-}
-
-bool TkGeneratorControl::isKnown(int parameter) const {
-    return m_pParameters->value(parameter) != Tk::VALUE_UNKNOWN;
+    return transmit(command, Tk::REQUEST_QUERY, TkCommandTable::find(command)->awaited, false);
 }
 
 bool TkGeneratorControl::isAnswered(int awaited) const {
@@ -169,14 +154,7 @@ bool TkGeneratorControl::frameComplete(const std::vector<unsigned char> &receive
 }
 
 bool TkGeneratorControl::decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) {
-    if (!m_pCodec->decode(&frame)) {
-        return false;
-    }
-    items.clear();
-    for (int i = 0; i < m_pCodec->getNumCmds(); ++i) {
-        items.push_back({m_pCodec->decodedCmd(i), m_pCodec->decodedValue(i)});
-    }
-    return true;
+    return m_pCodec->decode(&frame) && takeItems(*m_pCodec, items);
 }
 
 /// An error is the generator's answer to whatever it was asked.
@@ -189,9 +167,9 @@ bool TkGeneratorControl::answers(int command, int awaited) const {
 void TkGeneratorControl::received(const std::vector<Item> &items) {
     for (const Item &item : items) {
         if (item.command == Tk::EL) {
-            m_pLatchedErrors->add(item.value);
+            m_pLatchedErrors->add(static_cast<unsigned char>(item.value));
         } else if (item.command == Tk::ER) {
-            m_pErrors->add(item.value);
+            m_pErrors->add(static_cast<unsigned char>(item.value));
         }
     }
 }
@@ -244,7 +222,7 @@ void TkGeneratorControl::storeAndTell(int command, int value, bool takesPart) {
     if (!isDispatcherEnabled() || !isTold(command, changed, takesPart)) {
         return;
     }
-    m_DispatchManager.dispatchMsg(TkGenDispatcher::CLASS, command, &value);
+    tell(command, &value);
     if (changed && (command == Tk::ER || command == Tk::EL)) {
         setGenParam(static_cast<Tk::TextCommands>(command),
                     Tk::VALUE_UNKNOWN); // the next counts too

@@ -12,7 +12,8 @@ void TkConversation::checkRefreshTimer() {
         restartPolling();
         return;
     }
-    const bool due = !m_bConnected || m_RefreshTimer.timedOut();
+    const bool hurries = !m_bConnected && m_FarEnd.hurriesAtFirst;
+    const bool due = hurries || m_RefreshTimer.timedOut();
     if (m_bAwaitingResponse || !due || !polledFramesGone()) {
         return;
     }
@@ -52,7 +53,7 @@ void TkConversation::checkComms() {
         m_bConnected = true;
     }
     if (m_bConnected && m_bDispatcherEnabled) {
-        m_DispatchManager.CommsReEstablished(m_nEventClass);
+        m_DispatchManager.CommsReEstablished(m_FarEnd.eventClass);
     }
 }
 
@@ -89,7 +90,7 @@ void TkConversation::forgetAndTell() {
     m_bReceivedLost = true;
     m_bConnected = false;
     if (m_bDispatcherEnabled) {
-        m_DispatchManager.lostComms(m_nEventClass);
+        m_DispatchManager.lostComms(m_FarEnd.eventClass);
     }
     if (m_nLossRequested.exchange(0) != 0) {
         forget(); // asked for while the loss was told: part of it

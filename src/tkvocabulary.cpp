@@ -6,13 +6,8 @@ namespace {
 
 using E = TkGenDispatcher;
 
-constexpr int packed(const char *mnemonic) {
-    int number = 0;
-    for (; *mnemonic != 0; ++mnemonic) {
-        number = number * 256 + *mnemonic;
-    }
-    return number;
-}
+constexpr int NOT_SENT = TkTextItem::NOT_SENT;
+constexpr int NEVER = TkTextItem::NEVER;
 
 using Index = std::array<unsigned char, TkCommandTable::SIZE>;
 
@@ -127,7 +122,7 @@ constexpr Index byNumber = sortedIndex(TkCommandTable::rows);
 
 constexpr bool numbersArePackedMnemonics() {
     for (const TkCommand &row : TkCommandTable::rows) {
-        if (row.number != packed(row.mnemonic)) {
+        if (row.number != tkPacked(row.mnemonic)) {
             return false;
         }
     }
@@ -146,8 +141,8 @@ constexpr bool numbersAreUnique() {
 
 constexpr bool widthsAreSane() {
     for (const TkCommand &row : TkCommandTable::rows) {
-        if (row.sentDigits < TkCommandTable::NOT_SENT || row.sentDigits > 5 ||
-            row.replyChars < TkCommandTable::NEVER || row.replyChars > 7) {
+        if (row.sentDigits < NOT_SENT || row.sentDigits > 5 || row.replyChars < NEVER ||
+            row.replyChars > 7) {
             return false;
         }
     }

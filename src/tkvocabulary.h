@@ -4,26 +4,15 @@
 #include "tk.h"
 #include "tkdispatchers.h"
 #include "tkevent.h"
+#include "tkframecodec.h"
 
 #include <array>
 #include <cstddef>
 
-/// How the text of a value shows its sign.
-enum class TkValueKind {
-    plain,      ///< no sign of its own
-    plusSigned, ///< a plus before a value of 0 or more; a minus is one of two characters
-    signedWidth ///< one character more for a negative value than for others, in both directions
-};
-
 /// One command of the generator's text protocol: facts, never state.
-struct TkCommand {
-    Tk::TextCommands number;
-    char mnemonic[4];
-    int sentDigits;    ///< digits of a plain value of 0 or more; NOT_SENT: never sent
-    bool requestForms; ///< "?", "+" and so on are written out; else the bare mnemonic stands for
-                       ///< them
-    int replyChars;    ///< characters behind the mnemonic in a reply; NEVER: no reply carries it
-    TkValueKind kind;
+struct TkCommand : TkTextItem {
+    constexpr Tk::TextCommands command() const { return static_cast<Tk::TextCommands>(number); }
+
     Tk::TextCommands awaited; ///< the first item of the answer
     bool answered;            ///< false: the generator doesn't answer, and nothing is waited for
     TkEvent<TkGenDispatcher> event;
@@ -34,8 +23,6 @@ constexpr int TK_METER_FOUND = 9999999;
 
 /// The vocabulary, the one place where it stands.
 struct TkCommandTable {
-    static constexpr int NOT_SENT = -1;
-    static constexpr int NEVER = -1;
     static constexpr std::size_t SIZE = 84;
 
     /// In the order in which the parameter table declares them.

@@ -57,7 +57,7 @@ TEST(WindowMessages, EveryEventIsPostedUnderItsParameter) {
                                   Tk::BCF, Tk::RAP, Tk::RAA, Tk::RAF};
     int posted = 0;
     for (const TkCommand &row : TkCommandTable::rows) {
-        engine.setGenParam(row.number, -row.number);
+        engine.setGenParam(row.command(), -row.number);
     }
     for (const TkCommand &row : TkCommandTable::rows) {
         Telling::tell(row.number);

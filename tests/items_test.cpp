@@ -143,10 +143,10 @@ TEST_F(Engine, TheParameterTable) {
     EXPECT_EQ(sent(), Frames{});
     EXPECT_EQ(told(), Told{});
     for (const TkCommand &row : TkCommandTable::rows) {
-        EXPECT_TRUE(engine.setGenParam(row.number, row.number));
+        EXPECT_TRUE(engine.setGenParam(row.command(), row.number));
     }
     for (const TkCommand &row : TkCommandTable::rows) {
-        EXPECT_EQ(engine.getGenParam(row.number), row.number);
+        EXPECT_EQ(engine.getGenParam(row.command()), row.number);
     }
 }
 

@@ -301,7 +301,7 @@ TEST(BadLine, ComesBackEachTimeAndNeverInventsAValue) {
             engine.cycle(4);
         }
         for (const TkCommand &row : TkCommandTable::rows) {
-            const int value = engine.getGenParam(row.number);
+            const int value = engine.getGenParam(row.command());
             const auto had = generator.values.find(row.mnemonic);
             const int right = had == generator.values.end() ? -999 : std::stoi(had->second);
             ASSERT_TRUE(value == -999 || value == right) << row.mnemonic << ' ' << value;
