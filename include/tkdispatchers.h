@@ -194,6 +194,7 @@ class TKGEN_EXPORT TkInfimedDispatcher : public TkBaseDispatcher {
 
   protected:
     friend class TkDispatchManager;
+    friend struct TkInfimedCommandTable;
 
     virtual void lostComms() {}          ///< the link is lost, and the values with it
     virtual void CommsReEstablished() {} ///< enough is known again to work with the far end
@@ -237,6 +238,7 @@ class TKGEN_EXPORT TkGEHLDispatcher : public TkBaseDispatcher {
 
   protected:
     friend class TkDispatchManager;
+    friend struct TkGEHLCommandTable;
 
     virtual void lostComms() {}          ///< the link is lost, and the values with it
     virtual void CommsReEstablished() {} ///< enough is known again to work with the far end

@@ -1,5 +1,6 @@
 #include "tkdispatchmanager.h"
 
+#include "tkconsolevocabulary.h"
 #include "tkdispatchers.h"
 #include "tkevent.h"
 #include "tkvocabulary.h"
@@ -26,27 +27,20 @@ struct Range {
     }
 };
 
-template <class Dispatcher>
-struct Row {
-    int command;
-    TkEvent<Dispatcher> event;
-};
-
-template <class Rows>
-auto find(const Rows &rows, int command) -> decltype(rows.front().event) {
-    const auto row = std::find_if(rows.begin(), rows.end(),
-                                  [=](const auto &one) { return one.command == command; });
-    return row == rows.end() ? decltype(rows.front().event)() : row->event;
+/// Events that stand in a vocabulary.
+template <class Table>
+auto eventOf(int command) -> decltype(Table::find(command)->event) {
+    const auto *const row = Table::find(command);
+    return row ? row->event : decltype(row->event)();
 }
 
 } // namespace
 
-/// Which operation an event is, class by class. That of the generator stands in its vocabulary.
+/// Which operation an event is, class by class. Those of the generator and the consoles stand in
+/// their vocabularies.
 struct TkDispatchManager::Tables {
     using R = TkTCPIPDispatcher;
-    using I = TkInfimedDispatcher;
     using Z = TkZModemDispatcher;
-    using G = TkGEHLDispatcher;
 
     static constexpr Range<R, 13> server{
         100,
@@ -73,43 +67,15 @@ struct TkDispatchManager::Tables {
           &R::tcpip_Control_Message, &R::tcpip_Control_Shutdown, &R::tcpip_Control_Site_Down,
           &R::tcpip_Control_Server_Down}}};
 
-    static constexpr std::array<Row<I>, 10> infimed{{
-        {1001, &I::infimed_aquire_changed},
-        {1002, &I::infimed_edge_changed},
-        {1003, &I::infimed_window_changed},
-        {1004, &I::infimed_level_changed},
-        {1005, &I::infimed_mask_changed},
-        {1008, &I::infimed_horiz_reverse_changed},
-        {1009, &I::infimed_vert_reverse_changed},
-        {1012, &I::infimed_invert_changed},
-        {1013, &I::infimed_version_changed},
-        {2000, &I::infimed_error_message},
-    }};
-
     static constexpr Range<Z, 5> transfer{
         0,
         {{&Z::establishing_comms, &Z::transfer_started, &Z::progress_changed,
           &Z::transfer_cancelled, &Z::transfer_complete}}};
 
-    static constexpr std::array<Row<G>, 7> gehl{{
-        {'S', &G::gehl_state_changed},
-        {'F', &G::gehl_frame_rate_changed},
-        {'B', &G::gehl_fluoro_acquire_changed},
-        {'L', &G::gehl_store_loop_changed},
-        {'H', &G::gehl_horz_reverse_changed},
-        {'V', &G::gehl_vert_reverse_changed},
-        {'R', &G::gehl_receptor_changed},
-    }};
-
     static TkEvent<R> relay(int command) {
         return command < client.first    ? server.event(command)
                : command < control.first ? client.event(command)
                                          : control.event(command);
-    }
-
-    static TkEvent<TkGenDispatcher> generator(int command) {
-        const TkCommand *const row = TkCommandTable::find(command);
-        return row == nullptr ? TkEvent<TkGenDispatcher>() : row->event;
     }
 };
 
@@ -206,19 +172,19 @@ void TkDispatchManager::deliver(int eventClass, const TkEvent<Dispatcher> &event
 bool TkDispatchManager::dispatchMsg(int eventClass, int command, void *data) {
     switch (eventClass) {
     case TkGenDispatcher::CLASS:
-        deliver(eventClass, Tables::generator(command), data);
+        deliver(eventClass, eventOf<TkCommandTable>(command), data);
         break;
     case TkTCPIPDispatcher::CLASS:
         deliver(eventClass, Tables::relay(command), data);
         break;
     case TkInfimedDispatcher::CLASS:
-        deliver(eventClass, find(Tables::infimed, command), data);
+        deliver(eventClass, eventOf<TkInfimedCommandTable>(command), data);
         break;
     case TkZModemDispatcher::CLASS:
         deliver(eventClass, Tables::transfer.event(command), data);
         break;
     case TkGEHLDispatcher::CLASS:
-        deliver(eventClass, find(Tables::gehl, command), data);
+        deliver(eventClass, eventOf<TkGEHLCommandTable>(command), data);
         break;
     default:
         break;

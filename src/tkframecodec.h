@@ -2,38 +2,10 @@
 #define TKFRAMECODEC_H
 
 #include "tkthread.h"
+#include "tkvocabulary.h"
 
 #include <cstddef>
 #include <vector>
-
-/// How the text of a value shows its sign.
-enum class TkValueKind {
-    plain,      ///< no sign of its own
-    plusSigned, ///< a plus before a value of 0 or more; a minus is one of two characters
-    signedWidth ///< one character more for a negative value than for others, in both directions
-};
-
-/// How a command travels as text: its mnemonic, and a value without a delimiter.
-struct TkTextItem {
-    static constexpr int NOT_SENT = -1;
-    static constexpr int NEVER = -1;
-
-    int number; ///< the mnemonic's letters, eight bits each
-    char mnemonic[4];
-    int sentDigits;    ///< digits of a plain value of 0 or more; NOT_SENT: never sent
-    bool requestForms; ///< "?", "+" and so on are written out; else the bare mnemonic stands for
-                       ///< them
-    int replyChars;    ///< characters behind the mnemonic in a reply; NEVER: no reply carries it
-    TkValueKind kind;
-};
-
-constexpr int tkPacked(const char *mnemonic) {
-    int number = 0;
-    for (; *mnemonic != 0; ++mnemonic) {
-        number = number * 256 + *mnemonic;
-    }
-    return number;
-}
 
 /// What std::atoi makes of a few characters, without a look behind them: blanks, a sign, digits up
 /// to the first other character; 0 without a digit.

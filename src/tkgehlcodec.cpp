@@ -1,6 +1,6 @@
 #include "tkgehlcodec.h"
 
-#include <algorithm>
+#include "tkconsolevocabulary.h"
 
 namespace {
 
@@ -12,42 +12,6 @@ const TkTextItem *find(int number) {
 }
 
 } // namespace
-
-// clang-format off
-constexpr std::array<TkGEHLCommand, TkGEHLCommandTable::SIZE> TkGEHLCommandTable::rows{{
-    //             sent  forms  reply  value kind           answered
-        {{'S', "S",  1,   true,  1,     TkValueKind::plain}, true},  // state
-        {{'F', "F",  1,   true,  1,     TkValueKind::plain}, true},  // frame rate
-        {{'B', "B",  1,   true,  1,     TkValueKind::plain}, true},  // fluoroscopic acquisition
-        {{'L', "L",  1,   false, 1,     TkValueKind::plain}, false}, // store loop
-        {{'H', "H",  1,   true,  1,     TkValueKind::plain}, true},  // horizontal reverse
-        {{'V', "V",  1,   true,  1,     TkValueKind::plain}, true},  // vertical reverse
-        {{'R', "R",  1,   false, 1,     TkValueKind::plain}, true},  // receptor
-        {{'N', "N",  4,   false, 4,     TkValueKind::plain}, true},  // a number of the console's
-}};
-// clang-format on
-
-namespace {
-
-constexpr bool numbersAreLetters() {
-    for (const TkGEHLCommand &row : TkGEHLCommandTable::rows) {
-        if (row.number != tkPacked(row.mnemonic) || row.mnemonic[1] != 0) {
-            return false;
-        }
-    }
-    return true;
-}
-
-static_assert(numbersAreLetters());
-
-} // namespace
-
-const TkGEHLCommand *TkGEHLCommandTable::find(int number) {
-    const auto *const row =
-        std::find_if(rows.begin(), rows.end(),
-                     [number](const TkGEHLCommand &one) { return one.number == number; });
-    return row != rows.end() ? row : nullptr;
-}
 
 TkGEHLTextCodec::TkGEHLTextCodec() : TkItemCodec("src/tkgehlcodec", LONGEST_FRAME, find) {}
 

@@ -3,24 +3,6 @@
 
 #include "tkframecodec.h"
 
-#include <array>
-
-/// One command of the GEHL console's protocol.
-struct TkGEHLCommand : TkTextItem {
-    bool answered; ///< false: the console doesn't answer, and nothing is waited for
-};
-
-/// The vocabulary of the GEHL console, the one place where it stands.
-struct TkGEHLCommandTable {
-    static constexpr std::size_t SIZE = 8;
-
-    /// In the order in which the parameter table declares them.
-    static const std::array<TkGEHLCommand, SIZE> rows;
-
-    /// The row of a command, the code of its letter, or null. Takes any number.
-    static const TkGEHLCommand *find(int number);
-};
-
 /// The GEHL console's protocol as bytes: one command into a frame, one received frame into command
 /// and value pairs. It knows nothing of timing, queues or links.
 ///

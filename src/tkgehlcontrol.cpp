@@ -1,5 +1,6 @@
 #include "tkgehlcontrol.h"
 
+#include "tkconsolevocabulary.h"
 #include "tkdispatchers.h"
 #include "tkgehlcodec.h"
 #include "tkparametertable.h"

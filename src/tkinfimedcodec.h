@@ -3,35 +3,7 @@
 
 #include "tkframecodec.h"
 
-#include <array>
-
-/// How the body of an Infimed command is made.
-enum class TkInfimedBody {
-    fixed, ///< whatever the value is
-    digit, ///< the value's low byte as a digit, or "?" for a query, and "@"
-    step   ///< one of eight steps up or down, "@", by how much, and "@"
-};
-
-/// One command of the Infimed console's protocol.
-struct TkInfimedCommand {
-    int number;
-    const char *body; ///< with which the body begins
-    TkInfimedBody kind;
-    bool answered; ///< false: nothing is waited for
-};
-
-/// The vocabulary of the Infimed console, the one place where it stands.
-struct TkInfimedCommandTable {
-    static constexpr int TEXT = 2000; ///< no command: a text has come
-
-    static const std::array<TkInfimedCommand, 14> rows;
-
-    /// The parameters, and TEXT, in the order in which the parameter table declares them.
-    static const std::array<int, 10> keys;
-
-    /// The row of a command, or null. Takes any number.
-    static const TkInfimedCommand *find(int number);
-};
+#include <string_view>
 
 /// The Infimed console's protocol as bytes: one command into a frame, one received frame into a
 /// command, a value and at times a text. It knows nothing of timing, queues or links.
@@ -61,6 +33,8 @@ class TkInfimedCodec final : public TkFrameCodec {
     bool isErrorAvailable();
 
   private:
+    void take(std::string_view body) TKGEN_REQUIRES(m_Mutex);
+
     int m_nCommand TKGEN_GUARDED_BY(m_Mutex) = 0;
     int m_nValue TKGEN_GUARDED_BY(m_Mutex) = 0;
     std::vector<unsigned char> m_Text TKGEN_GUARDED_BY(m_Mutex);

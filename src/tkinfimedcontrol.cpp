@@ -1,6 +1,7 @@
 #include "tkinfimedcontrol.h"
 
 #include "tkboundedqueue.h"
+#include "tkconsolevocabulary.h"
 #include "tkdispatchers.h"
 #include "tkinfimedcodec.h"
 #include "tkparametertable.h"
@@ -29,7 +30,13 @@ std::size_t weightOf(const Text &text) {
 }
 
 std::vector<int> declareParameters() {
-    return {TkInfimedCommandTable::keys.begin(), TkInfimedCommandTable::keys.end()};
+    std::vector<int> keys;
+    for (const TkInfimedCommand &row : TkInfimedCommandTable::rows) {
+        if (row.event) {
+            keys.push_back(row.number);
+        }
+    }
+    return keys;
 }
 
 } // namespace
