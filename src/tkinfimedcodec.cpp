@@ -28,14 +28,15 @@ char digitOf(int value) {
 
 /// The steps of window and level, from the first number on.
 constexpr int FIRST_STEP = 65527;
+constexpr int LAST_STEP = 65533;
 constexpr std::string_view STEPS[] = {"-3", "+3", "-2", "+2", "-1", "+1", "-0"};
 constexpr std::string_view NO_STEP = "+0";
 
 std::string_view stepText(int value) {
-    const int place = value - FIRST_STEP;
-    return value >= FIRST_STEP && place < static_cast<int>(std::size(STEPS)) ? STEPS[place]
-                                                                             : NO_STEP;
+    return value >= FIRST_STEP && value <= LAST_STEP ? STEPS[value - FIRST_STEP] : NO_STEP;
 }
+
+static_assert(std::size(STEPS) == LAST_STEP - FIRST_STEP + 1);
 
 /// A value of which nothing has come is 0.
 int valueIn(TkInfimedForm form, std::string_view text) {
