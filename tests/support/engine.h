@@ -7,17 +7,24 @@
 #include <chrono>
 #include <thread>
 
-/// A generator engine whose cycles a test runs itself, without a thread.
-class DrivenGenerator : public TkGeneratorControl {
+/// An engine whose cycles a test runs itself, without a thread.
+template <class Control>
+class Driven : public Control {
   public:
-    using TkGeneratorControl::TkGeneratorControl;
+    using Control::Control;
 
     void cycle(int times = 1) {
         for (; times > 0; --times) {
-            threadCycle();
+            this->threadCycle();
         }
     }
-    std::size_t queued() { return queuedFrames(); }
+    std::size_t queued() { return this->queuedFrames(); }
+};
+
+class DrivenGenerator : public Driven<TkGeneratorControl> {
+  public:
+    using Driven::Driven;
+
     static int revision() { return m_nGeneratorRevision; }
     static void setRevision(int revision) { m_nGeneratorRevision = revision; }
 };

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,11 +17,11 @@ using Told = std::vector<std::string>;
 
 /// Stories of one engine, told cycle by cycle with the clock in hand: what arrives, what goes out,
 /// what is told.
-class Engine : public testing::Test {
+template <class DrivenEngine, class Listener>
+class Story : public testing::Test {
   protected:
-    ~Engine() override { DrivenGenerator::setRevision(0); } // which all engines share
-
-    void send(Tk::TextCommands command, int value) {
+    template <class Command>
+    void send(Command command, int value) {
         EXPECT_TRUE(engine.transmitMsg(command, value, false));
     }
 
@@ -36,18 +37,6 @@ class Engine : public testing::Test {
         engine.cycle(2);
     }
 
-    /// Three unanswered sendings; the probe is under way behind.
-    void loseTheLinkWithPolling() {
-        engine.enableRefresh(true, false);
-        send(Tk::KV, 70);
-        engine.cycle();
-        timeOut();
-        timeOut();
-        link.written();
-        timeOut();
-        EXPECT_EQ(link.written(), Frames{frame("ST")});
-    }
-
     Frames sent(int cycles = 1) {
         engine.cycle(cycles);
         return link.written();
@@ -61,11 +50,37 @@ class Engine : public testing::Test {
         return count < 0 ? "off" : std::string(text, static_cast<std::size_t>(count));
     }
 
+    // Set them before a worker runs.
+    MemoryLink::Answers answers;                           // of the far end; none at first
+    std::function<void(const std::string &event)> onEvent; // in the dispatcher's operations
+
     SettableClock clock;
-    MemoryLink link;
-    Recorder dispatcher;
+    MemoryLink link{[this](const std::string &w) { return answers ? answers(w) : ""; }};
+    Listener dispatcher{[this](const std::string &event) {
+        if (onEvent) {
+            onEvent(event);
+        }
+    }};
     Registered registered{dispatcher};
-    DrivenGenerator engine{&link};
+    DrivenEngine engine{&link};
+};
+
+/// Stories of the generator engine.
+class Engine : public Story<DrivenGenerator, Recorder> {
+  protected:
+    ~Engine() override { DrivenGenerator::setRevision(0); } // which all engines share
+
+    /// Three unanswered sendings; the probe is under way behind.
+    void loseTheLinkWithPolling() {
+        engine.enableRefresh(true, false);
+        send(Tk::KV, 70);
+        engine.cycle();
+        timeOut();
+        timeOut();
+        link.written();
+        timeOut();
+        EXPECT_EQ(link.written(), Frames{frame("ST")});
+    }
 };
 
 #endif
