@@ -1,5 +1,6 @@
-#include "simulator/simulator.h"
+#include "simulator/generator_panel.h"
 #include "support/process.h"
+#include "support/simulation.h"
 
 #include <gtest/gtest.h>
 
@@ -25,37 +26,19 @@ std::vector<Frame> cut(const Bytes &bytes) {
     return frames;
 }
 
-/// What an action puts on the line: a text's frame, or the bytes in "[01 1A]" as they are.
-Bytes bytesOf(const std::string &action) {
-    if (action[0] != '[') {
-        return encode(action);
-    }
-    std::istringstream stream(action.substr(1));
-    Bytes bytes;
-    for (int byte = 0; stream >> std::hex >> byte;) {
-        bytes.push_back(static_cast<std::uint8_t>(byte));
-    }
-    return bytes;
-}
-
-/// A simulator without a line, and a clock that stands still unless it is moved.
-struct Scene {
-    Simulator simulator;
-    Milliseconds now = 0;
-
+/// A simulated generator, asked in its own frames.
+struct Scene : Simulation {
     explicit Scene(Family family = Family::arkona, int revision = 301)
-        : simulator({family, revision, 1, 1, false, 951782399}) {}
+        : Simulation(std::make_unique<GeneratorPanel>(
+              GeneratorPanel::Options{family, revision, 1, 951782399})) {}
 
-    /// Plays steps "action => outcome", separated by commas. An action is a text or bytes that the
-    /// console sends, "!" and a command of the panel, or "+" and milliseconds that pass; its
-    /// outcome the frames that come and, behind a "#" each, the printed lines, or "-" for nothing.
-    void play(const std::string &steps) {
-        for (std::size_t at = 0, end = 0; at < steps.size(); at = end + 2) {
-            end = std::min(steps.find(", ", at), steps.size());
-            const std::size_t arrow = steps.find(" => ", at);
-            const std::string action = steps.substr(at, arrow - at);
-            EXPECT_EQ(outcomeOf(action), steps.substr(arrow + 4, end - arrow - 4)) << action;
+    Bytes frameOf(const std::string &text) const override { return encode(text); }
+    std::vector<std::string> framesIn(const Bytes &bytes) const override {
+        std::vector<std::string> frames;
+        for (const Frame &frame : cut(bytes)) {
+            frames.push_back(readable(frame.bytes));
         }
+        return frames;
     }
     /// The answer to a record's frame, whatever its length field says.
     Bytes ask(std::uint8_t code, std::size_t length, const Bytes &body) {
@@ -66,24 +49,6 @@ struct Scene {
         simulator.receive(frame.data(), frame.size(), now);
         return simulator.takeBytes(now);
     }
-    std::string outcomeOf(const std::string &action) {
-        const Bytes bytes = bytesOf(action);
-        if (action[0] == '!') {
-            simulator.command(action.substr(1), now);
-        } else if (action[0] == '+') {
-            simulator.advance(now += std::stoul(action.substr(1)));
-        } else {
-            simulator.receive(bytes.data(), bytes.size(), now);
-        }
-        std::string outcome;
-        for (const Frame &frame : cut(simulator.takeBytes(now))) {
-            outcome += (outcome.empty() ? "" : " | ") + readable(frame.bytes);
-        }
-        for (const std::string &line : simulator.takeLines()) {
-            outcome += (outcome.empty() ? "#" : " | #") + line;
-        }
-        return outcome.empty() ? "-" : outcome;
-    }
 };
 
 /// The console's end of the whole program's device.
@@ -92,7 +57,7 @@ struct Device {
     ~Device() { close(fd); }
 
     void send(const std::string &text) {
-        const Bytes sent = bytesOf(text);
+        const Bytes sent = text[0] == '[' ? bytesIn(text) : encode(text);
         EXPECT_EQ(::write(fd, sent.data(), sent.size()), static_cast<ssize_t>(sent.size()));
     }
 
@@ -138,7 +103,7 @@ TEST(SimulatorFrame, CutsRecordsDamageAndNoiseApart) {
     EXPECT_TRUE(cut({0x01, 0x06, 0xFF, 0xFF, 0x00}).empty());
     Scene scene;
     scene.simulator.receive(Bytes{'M', 'A', '0'}.data(), 3, 0);
-    scene.now = FrameReader::quietLimit;
+    scene.now = FrameBuffer::quietLimit;
     scene.play("KV? => KV070");
 }
 

@@ -17,7 +17,7 @@ int rounded(double value) {
 }
 
 /// A value that changes is told at once.
-void tell(Parameters &parameters, Output &output, std::string_view mnemonic, int value) {
+void tell(Parameters &parameters, GeneratorOutput &output, std::string_view mnemonic, int value) {
     parameters.put(mnemonic, value);
     output.send(parameters.item(mnemonic));
 }
@@ -59,7 +59,7 @@ void TubeLoad::refresh(Milliseconds now) {
 }
 
 Radiography::Radiography(Parameters &parameters, TubeLoad &load, Statistics &statistics,
-                         Output &output, double timeScale)
+                         GeneratorOutput &output, double timeScale)
     : m_Parameters(parameters), m_Load(load), m_Statistics(statistics), m_Output(output),
       m_TimeScale(timeScale) {}
 

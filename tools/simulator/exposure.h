@@ -1,8 +1,8 @@
 #ifndef TKSIM_EXPOSURE_H
 #define TKSIM_EXPOSURE_H
 
+#include "frame.h"
 #include "housekeeping.h"
-#include "output.h"
 #include "parameters.h"
 
 namespace tksim {
@@ -54,8 +54,8 @@ class Radiography {
   public:
     /// `timeScale` stretches or shortens the real length of an exposure; what is told about it
     /// stays unscaled.
-    Radiography(Parameters &parameters, TubeLoad &load, Statistics &statistics, Output &output,
-                double timeScale);
+    Radiography(Parameters &parameters, TubeLoad &load, Statistics &statistics,
+                GeneratorOutput &output, double timeScale);
 
     /// The switch. False when it means nothing in the present state.
     bool prep(Milliseconds now);
@@ -85,7 +85,7 @@ class Radiography {
     Parameters &m_Parameters;
     TubeLoad &m_Load;
     Statistics &m_Statistics;
-    Output &m_Output;
+    GeneratorOutput &m_Output;
     double m_TimeScale;
     State m_State = State::idle;
     Milliseconds m_StartedAt = 0;
@@ -96,7 +96,8 @@ class Radiography {
 /// let go or the console ends them.
 class Fluoroscopy {
   public:
-    Fluoroscopy(Parameters &parameters, TubeLoad &load, Statistics &statistics, Output &output)
+    Fluoroscopy(Parameters &parameters, TubeLoad &load, Statistics &statistics,
+                GeneratorOutput &output)
         : m_Parameters(parameters), m_Load(load), m_Statistics(statistics), m_Output(output) {}
 
     bool start(Milliseconds now);
@@ -124,7 +125,7 @@ class Fluoroscopy {
     Parameters &m_Parameters;
     TubeLoad &m_Load;
     Statistics &m_Statistics;
-    Output &m_Output;
+    GeneratorOutput &m_Output;
     State m_State = State::idle;
     int m_SecondsBefore = 0;
     Milliseconds m_StartedAt = 0;

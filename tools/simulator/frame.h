@@ -1,32 +1,17 @@
 #ifndef TKSIM_FRAME_H
 #define TKSIM_FRAME_H
 
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
+#include "output.h"
 
 namespace tksim {
 
-using Bytes = std::vector<std::uint8_t>;
-
-/// A point in time or a span, in milliseconds. Time is always handed in.
-using Milliseconds = std::uint64_t;
-
 constexpr std::uint8_t startOfRecord = 0x01;
-constexpr std::uint8_t endOfText = 0x03;
-constexpr std::uint8_t ack = 0x06;
-constexpr std::uint8_t nak = 0x15;
 
 /// Text, ETX, and the low byte of the sum of all bytes before.
 Bytes encode(std::string_view text);
 
 /// A reply: start byte, code, length and data, and the same sum behind.
 Bytes encodeRecord(std::uint8_t code, const Bytes &data);
-
-/// "02 01 0A", cut after so many bytes.
-std::string hexadecimal(const Bytes &bytes, std::size_t shown);
 
 /// Frame bytes for a person to read: the text of a sound text frame, "ACK", "NAK", else hexadecimal
 /// in brackets, cut after 32 bytes.
@@ -46,15 +31,18 @@ struct Frame {
     Bytes bytes;
 };
 
+/// What a generator has to say; its text as frames.
+struct GeneratorOutput : Output {
+    void send(std::string_view text) { sendFrame(encode(text)); }
+};
+
 /// Cuts frames out of the bytes that arrive from the console.
 ///
 /// A record is cut where its form ends, which isn't always where its length field says, and an
 /// unknown one by that field; text at the byte behind its ETX. What is longer than any frame is
-/// dropped, and so is an unfinished frame after which the line was quiet for `quietLimit`: a
-/// console writes a frame in one go, so that the rest of a damaged one can't spoil the next.
+/// dropped, and so is an unfinished frame when the line falls quiet.
 class FrameReader {
   public:
-    static constexpr Milliseconds quietLimit = 200;
     static constexpr std::size_t longestText = 256;
     static constexpr std::size_t longestRecord = 2048;
 
@@ -63,7 +51,7 @@ class FrameReader {
     std::optional<Frame> push(std::uint8_t byte, Milliseconds now, int revision);
 
     /// Drops an unfinished frame.
-    void clear() { m_Bytes.clear(); }
+    void clear() { m_Buffer.clear(); }
 
   private:
     std::optional<Frame> record(int revision);
@@ -71,8 +59,7 @@ class FrameReader {
     Frame finish(FrameKind kind);
     bool sumFits() const;
 
-    Bytes m_Bytes;
-    Milliseconds m_LastByte = 0;
+    FrameBuffer m_Buffer;
 };
 
 } // namespace tksim

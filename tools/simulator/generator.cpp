@@ -414,7 +414,7 @@ void Generator::show(Milliseconds now) {
     }
 }
 
-Output Generator::takeOutput() {
+GeneratorOutput Generator::takeOutput() {
     return std::exchange(m_Output, {});
 }
 

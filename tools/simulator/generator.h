@@ -65,7 +65,7 @@ class Generator {
     void show(Milliseconds now);
 
     /// What was said since the last call.
-    Output takeOutput();
+    GeneratorOutput takeOutput();
 
   private:
     struct LatchedError {
@@ -89,7 +89,7 @@ class Generator {
     void sendWithChanges(std::string items, std::vector<const Row *> rows,
                          const Parameters::Values &before);
 
-    Output m_Output;
+    GeneratorOutput m_Output;
     Parameters m_Parameters;
     Records m_Records;
     TubeLoad m_Load{m_Parameters};

@@ -1,14 +1,10 @@
+#include "options.h"
 #include "pty.h"
-#include "simulator.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <ctime>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <utility>
 
@@ -20,7 +16,6 @@ using namespace tksim;
 namespace {
 
 constexpr int exitFailed = 1;
-constexpr int exitUsage = 2;
 constexpr std::size_t longestLine = 256;
 
 volatile std::sig_atomic_t stopped = 0;
@@ -28,17 +23,6 @@ volatile std::sig_atomic_t stopped = 0;
 void stop(int) {
     stopped = 1;
 }
-
-struct Arguments {
-    Simulator::Options simulator;
-    std::string family;
-    std::string link;
-    std::map<std::string, double> percent; ///< by the name of its command
-    int delay = 0;
-    double delayPercent = 100;
-    std::vector<std::string> orders; ///< commands to begin with, from options that are one
-    bool exitOnEof = false;
-};
 
 /// Joins the simulator with the pseudo terminal, standard input, standard output and the clock.
 class Program {
@@ -69,15 +53,7 @@ class Program {
 };
 
 Program::Program(const Arguments &arguments)
-    : m_Arguments(arguments), m_Simulator(arguments.simulator) {
-    for (const auto &[name, percent] : arguments.percent) {
-        m_Simulator.command(name + " " + std::to_string(percent), 0);
-    }
-    if (arguments.delay > 0) {
-        m_Simulator.command("delay " + std::to_string(arguments.delay) + " " +
-                                std::to_string(arguments.delayPercent),
-                            0);
-    }
+    : m_Arguments(arguments), m_Simulator(makeMachine(arguments), arguments.simulator) {
     for (const std::string &order : arguments.orders) {
         m_Simulator.command(order, 0);
     }
@@ -158,13 +134,13 @@ void Program::readInput() {
 }
 
 void Program::command(const std::string &line) {
-    const Simulator::Request request = m_Simulator.command(line, now());
+    const Request request = m_Simulator.command(line, now());
     flush();
-    if (request == Simulator::Request::quit) {
+    if (request == Request::quit) {
         m_Running = false;
-    } else if (request == Simulator::Request::plug) {
+    } else if (request == Request::plug) {
         plug();
-    } else if (request == Simulator::Request::unplug) {
+    } else if (request == Request::unplug) {
         unplug();
     }
 }
@@ -211,119 +187,13 @@ void prepareSignals() {
     sigaction(SIGPIPE, &action, nullptr);
 }
 
-std::string footer() {
-    std::string text = "Commands on standard input, one a line:\n";
-    for (const std::string &line : Simulator::commandHelp()) {
-        text += "  " + line + "\n";
-    }
-    return text +
-           "\nExit codes: 0 ended by quit, end of input or a signal; 1 the device or its link "
-           "could not be made; 2 wrong arguments.\n";
-}
-
-/// Refuses what the parser would take for a number, but a person wouldn't write as one: hexadecimal
-/// and octal numbers, and "nan", which lies in every range.
-std::string decimal(const std::string &text) {
-    const bool octal = text.size() > 1 && text[0] == '0' && text[1] != '.';
-    const bool plain = text.find_first_not_of("0123456789.") == std::string::npos;
-    return plain && !octal ? "" : text + " is no decimal number";
-}
-
-void addMishaps(CLI::App &app, Arguments &arguments) {
-    const CLI::Range percent(0.0, 100.0);
-    const std::pair<const char *, const char *> mishaps[] = {
-        {"drop", "Lose frames"},
-        {"corrupt", "Turn one bit of frames"},
-        {"cut", "Cut frames short"},
-        {"duplicate", "Send frames twice"},
-        {"nak", "Send a NAK in place of frames"},
-        {"garbage", "Send random bytes before frames"},
-    };
-    for (const auto &[name, meaning] : mishaps) {
-        app.add_option("--" + std::string(name), arguments.percent[name], meaning)
-            ->check(decimal)
-            ->check(percent)
-            ->option_text("PERCENT");
-    }
-    app.add_option("--delay", arguments.delay, "Send frames late")
-        ->check(decimal)
-        ->check(CLI::Range(0, 60000))
-        ->option_text("MILLISECONDS");
-    app.add_option("--delay-percent", arguments.delayPercent, "How many of them, all by default")
-        ->needs("--delay")
-        ->check(decimal)
-        ->check(percent)
-        ->option_text("PERCENT");
-}
-
-/// Options that give a command from the start.
-void addOrders(CLI::App &app, Arguments &arguments) {
-    std::vector<std::string> &orders = arguments.orders;
-    const auto order = [&orders](const std::string &name) {
-        return [&orders, name](const std::string &value) { orders.push_back(name + " " + value); };
-    };
-    const auto flag = [&orders](const std::string &line) {
-        return [&orders, line](std::int64_t) { orders.push_back(line); };
-    };
-    app.add_option_function<std::string>("--meter", order("meter"), "Have a dose meter or none")
-        ->check(CLI::IsMember({"present", "absent", "slow", "dead"}))
-        ->option_text("present|absent|slow|dead");
-    app.add_option_function<std::string>("--short", order("short"),
-                                         "Leave out the last bytes of records' data")
-        ->check(decimal)
-        ->check(CLI::Range(0, 1000))
-        ->option_text("BYTES");
-    app.add_flag_function("--misfiled", flag("misfiled on"),
-                          "Answer records under another record's code");
-    app.add_flag_function("--ack", flag("ack on"),
-                          "Answer settings by a lone ACK instead of an echo");
-}
-
-void addOptions(CLI::App &app, Arguments &arguments) {
-    Simulator::Options &simulator = arguments.simulator;
-    app.set_version_flag("--version", std::string("tkgen-sim ") + TKSIM_VERSION);
-    app.add_option("--family", arguments.family, "Generator family: arkona (default) or brn450")
-        ->check(CLI::IsMember({"arkona", "brn450"}))
-        ->option_text("FAMILY");
-    app.add_option("--revision", simulator.revision, "Software revision, 301 by default")
-        ->check(decimal)
-        ->check(CLI::Range(0, 9999))
-        ->option_text("NUMBER");
-    app.add_option("--link", arguments.link, "Make a symbolic link to the device")
-        ->option_text("PATH");
-    app.add_option("--time-scale", simulator.timeScale,
-                   "Stretch exposures in real time, 0.001 to 10; none lasts over 10 s")
-        ->check(decimal)
-        ->check(CLI::Range(0.001, 10.0))
-        ->option_text("FACTOR");
-    app.add_option("--seed", simulator.seed, "Seed of all misbehaviour, 1 by default")
-        ->check(decimal)
-        ->option_text("NUMBER");
-    addMishaps(app, arguments);
-    addOrders(app, arguments);
-    app.add_flag("--trace", simulator.trace, "Print every frame: \"< KV?\" in, \"> KV070\" out");
-    app.add_flag("--exit-on-eof", arguments.exitOnEof,
-                 "End with standard input instead of going on until a signal");
-    app.footer(footer());
-}
-
 } // namespace
 
 int main(int argc, char **argv) try {
     Arguments arguments;
-    CLI::App app(
-        "A simulated X-ray generator at the far end of a pseudo terminal, whose path is the "
-        "first line of its output.");
-    addOptions(app, arguments);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : exitUsage;
+    if (const std::optional<int> code = parse(argc, argv, arguments)) {
+        return *code;
     }
-    if (arguments.family == "brn450") {
-        arguments.simulator.family = Family::brn450;
-    }
-    arguments.simulator.utc = std::time(nullptr);
     prepareSignals();
     Program(arguments).run();
     return 0;

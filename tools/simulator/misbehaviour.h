@@ -1,7 +1,7 @@
 #ifndef TKSIM_MISBEHAVIOUR_H
 #define TKSIM_MISBEHAVIOUR_H
 
-#include "frame.h"
+#include "wire.h"
 
 #include <array>
 #include <random>

@@ -1,11 +1,11 @@
 #ifndef TKSIM_PTY_H
 #define TKSIM_PTY_H
 
-#include "frame.h"
+#include "wire.h"
 
 namespace tksim {
 
-/// The generator's end of a pseudo terminal, raw and transparent. The device can be opened, closed
+/// The far end of a pseudo terminal, raw and transparent. The device can be opened, closed
 /// and opened again by consoles, one after the other.
 ///
 /// The slave is kept open here too, so that the end of a console is no error on the master, but no

@@ -1,35 +1,33 @@
 #ifndef TKSIM_SIMULATOR_H
 #define TKSIM_SIMULATOR_H
 
-#include "generator.h"
+#include "machine.h"
 #include "misbehaviour.h"
 
 #include <deque>
+#include <memory>
 
 namespace tksim {
 
-/// A generator with its end of the line and its panel: bytes and panel commands in, bytes and
-/// printed lines out. It does no input or output and knows no clock: `now` only ever grows.
+/// A machine with its end of the line: bytes and orders in, bytes and printed lines out. It does no
+/// input or output and knows no clock: `now` only ever grows.
 class Simulator {
   public:
     struct Options {
-        Family family = Family::arkona;
-        int revision = 301;
-        double timeScale = 1;
         std::uint32_t seed = 1;
         bool trace = false;
-        std::int64_t utc = 0; ///< what the clock tells at time 0, in seconds since 1970
     };
 
-    /// What a command asks of the program around the simulator.
-    enum class Request { none, quit, unplug, plug };
+    Simulator(std::unique_ptr<Machine> machine, const Options &options);
 
-    explicit Simulator(const Options &options);
+    // The orders refer to the object.
+    Simulator(const Simulator &) = delete;
+    Simulator &operator=(const Simulator &) = delete;
 
-    /// Bytes from the console.
+    /// Bytes from the machine that speaks with this one.
     void receive(const std::uint8_t *bytes, std::size_t count, Milliseconds now);
 
-    /// One command of the panel, as `commandHelp` lists them.
+    /// One order: one of the machine's own, or one for the line.
     Request command(const std::string &line, Milliseconds now);
 
     /// Lets time pass up to `now`.
@@ -46,48 +44,27 @@ class Simulator {
     /// The line is gone: whatever was on its way is lost.
     void unplugged();
 
-    /// One line for each command.
-    static std::vector<std::string> commandHelp();
+    /// The orders that every machine has.
+    const std::vector<Order> &lineOrders() const { return m_LineOrders; }
 
   private:
-    using Words = std::vector<std::string>;
-    enum class Outcome { done, notNow, misused };
-    struct Command;
-
-    static const std::vector<Command> &commands();
-
-    Outcome prep(const Words &words, Milliseconds now);
-    Outcome expose(const Words &words, Milliseconds now);
-    Outcome release(const Words &words, Milliseconds now);
-    Outcome fluoro(const Words &words, Milliseconds now);
-    Outcome error(const Words &words, Milliseconds now);
-    Outcome latched(const Words &words, Milliseconds now);
-    Outcome set(const Words &words, Milliseconds now);
-    Outcome show(const Words &words, Milliseconds now);
-    Outcome record(const Words &words, Milliseconds now);
-    Outcome meter(const Words &words, Milliseconds now);
-    Outcome mute(const Words &words, Milliseconds now);
-    Outcome unmute(const Words &words, Milliseconds now);
-    Outcome shorten(const Words &words, Milliseconds now);
-    Outcome misfile(const Words &words, Milliseconds now);
-    Outcome answerByAck(const Words &words, Milliseconds now);
-    template <Mishap mishap>
-    Outcome chance(const Words &words, Milliseconds now);
-    Outcome delay(const Words &words, Milliseconds now);
-    Outcome silence(const Words &words, Milliseconds now);
-    Outcome storm(const Words &words, Milliseconds now);
-    Outcome help(const Words &words, Milliseconds now);
-    Outcome leave(const Words &words, Milliseconds now);
-    void printSetting(const Words &words);
+    std::vector<Order> makeLineOrders();
+    Order::Run chance(Mishap mishap);
+    const Order *find(const std::string &name) const;
+    Order::Outcome delay(const Words &words, Milliseconds now);
+    Order::Outcome silence(const Words &words, Milliseconds now);
+    Order::Outcome storm(const Words &words, Milliseconds now);
+    Order::Outcome help(const Words &words, Milliseconds now);
     void collect(Milliseconds now);
     void print(std::string line) { m_Lines.push_back(std::move(line)); }
 
-    FrameReader m_Reader;
-    Generator m_Generator;
+    std::unique_ptr<Machine> m_Machine;
     Misbehaviour m_Misbehaviour;
     bool m_Trace;
     std::deque<Transmission> m_Queue;
     std::vector<std::string> m_Lines;
+    std::vector<Order> m_MachineOrders;
+    std::vector<Order> m_LineOrders;
 };
 
 } // namespace tksim

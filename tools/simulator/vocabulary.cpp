@@ -216,22 +216,6 @@ std::string format(const Row &row, int value) {
     return std::string(row.mnemonic) + text;
 }
 
-std::optional<int> number(std::string_view text) {
-    const bool minus = !text.empty() && text[0] == '-';
-    const std::string_view digits = text.substr(minus ? 1 : 0);
-    if (digits.empty() || digits.size() > 9) {
-        return std::nullopt;
-    }
-    int value = 0;
-    for (const char each : digits) {
-        if (each < '0' || each > '9') {
-            return std::nullopt;
-        }
-        value = value * 10 + (each - '0');
-    }
-    return minus ? -value : value;
-}
-
 Station station(int workstation, Family family) {
     const int nearest = std::clamp(workstation, 1, workstations);
     Station found = stations[static_cast<std::size_t>(nearest - 1)];

@@ -1,11 +1,9 @@
 #ifndef TKSIM_VOCABULARY_H
 #define TKSIM_VOCABULARY_H
 
+#include "wire.h"
+
 #include <cstddef>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
 
 /// The generator's own list of what can be said on the line, kept apart from the library's on
 /// purpose: the two meet only on the wire.
@@ -94,9 +92,6 @@ const std::vector<std::string_view> &itemsOf(const Row &set);
 
 /// A value as a reply carries it, mnemonic first.
 std::string format(const Row &row, int value);
-
-/// A decimal number of at most nine digits, perhaps with a minus sign, and nothing around it.
-std::optional<int> number(std::string_view text);
 
 /// Workstation 1 to 6; what lies outside gives the nearest. The smaller family has one tube, which
 /// serves both tubes' stations, and no fluoroscopy.
