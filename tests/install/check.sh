@@ -45,7 +45,7 @@ build_programs_of_docs() {
         "$CXX" "$source.o" "${libs[@]}" -o "$source.program"
     done
     python3 -m py_compile "$work"/docs/*.py
-    expect 5 "$(find "$work/docs" -name '*.program' | wc -l)"
+    expect 6 "$(find "$work/docs" -name '*.program' | wc -l)"
 }
 
 use_library() { # kind, pkg-config's options

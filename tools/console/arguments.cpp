@@ -1,7 +1,6 @@
 #include "arguments.h"
 
-#include "console.h"
-#include "words.h"
+#include "tk.h"
 
 #include <algorithm>
 #include <charconv>
@@ -56,14 +55,6 @@ Arguments argumentsIn(const std::string &line) {
         begin = line.find_first_not_of(blanks, end);
     }
     return words;
-}
-
-Tk::TextCommands parameterFrom(const std::string &word) {
-    const Tk::TextCommands parameter = packed(word);
-    if (!Session::isParameter(parameter)) {
-        throw Failure("'" + word + "' is no parameter, 'help parameters' lists them");
-    }
-    return parameter;
 }
 
 long long longNumberFrom(const std::string &word) {

@@ -3,11 +3,16 @@
 
 #include "wakeup.h"
 
-#include "tk.h"
-
 #include <chrono>
+#include <stdexcept>
 #include <string>
 #include <vector>
+
+/// Why a command failed, in words.
+class Failure : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
 
 using Arguments = std::vector<std::string>;
 
@@ -16,9 +21,6 @@ using Arguments = std::vector<std::string>;
 Arguments argumentsIn(const std::string &line);
 
 // An argument as what it stands for. All throw Failure with the reason.
-
-/// A parameter's mnemonic, in letters of either case.
-Tk::TextCommands parameterFrom(const std::string &word);
 
 /// A whole number; that an int can hold.
 long long longNumberFrom(const std::string &word);

@@ -1,7 +1,6 @@
 #include "commands.h"
 
-#include "console.h"
-#include "words.h"
+#include "generator_console.h"
 
 #include <algorithm>
 
@@ -9,7 +8,7 @@ namespace {
 
 void help(Console &console, const Arguments &arguments) {
     if (arguments.empty()) {
-        for (const std::string &line : commandHelp()) {
+        for (const std::string &line : console.commands().help()) {
             console.display().line(Kind::help, line);
         }
         return;
@@ -17,16 +16,33 @@ void help(Console &console, const Arguments &arguments) {
     if (arguments[0] != "parameters") {
         throw Failure("there is 'help' and 'help parameters'");
     }
-    for (const Words &words : allWords()) {
-        std::string line = mnemonicOf(words.parameter);
-        line.resize(5, ' ');
-        console.display().line(Kind::help, line + (words.meaning ? words.meaning : ""));
+    const Vocabulary &vocabulary = console.session();
+    for (const Words &words : vocabulary.all()) {
+        std::string line = vocabulary.name(words.parameter);
+        line.resize(vocabulary.nameWidth(), ' ');
+        console.display().line(Kind::help, line + vocabulary.description(words.parameter));
     }
 }
 
 void quit(Console &console, const Arguments &) {
     console.quit();
 }
+
+std::string usage(const CommandFacts &command) {
+    return std::string(command.name) + (*command.arguments ? " " : "") + command.arguments;
+}
+
+/// What imaging consoles share, and how values are stepped at this kind.
+CommandSet imagingCommandSet(Console *console, const CommandGroup &steps) {
+    CommandSet set;
+    for (const CommandGroup *group : {&valueCommands(), &steps, &imagingCommands(), &waitCommands(),
+                                      &conversationCommands(), &generalCommands()}) {
+        set.add(console, *group);
+    }
+    return set;
+}
+
+} // namespace
 
 const CommandGroup &generalCommands() {
     static const CommandGroup group{
@@ -36,53 +52,59 @@ const CommandGroup &generalCommands() {
     return group;
 }
 
-std::vector<const CommandGroup *> allGroups() {
-    return {&valueCommands(), &statusCommands(), &recordCommands(), &customCommands(),
-            &waitCommands(),  &engineCommands(), &generalCommands()};
+CommandSet generatorCommandSet(GeneratorConsole *console) {
+    CommandSet set;
+    set.add<Console>(console, valueCommands());
+    set.add<Console>(console, requestCommands());
+    set.add(console, setCommands());
+    set.add(console, statusCommands());
+    set.add(console, recordCommands());
+    set.add(console, customCommands());
+    set.add<Console>(console, waitCommands());
+    set.add<Console>(console, conversationCommands());
+    set.add(console, engineCommands());
+    set.add<Console>(console, generalCommands());
+    return set;
 }
 
-const Command *findCommand(const std::string &name) {
-    for (const CommandGroup *group : allGroups()) {
-        for (const Command &command : *group) {
-            if (name == command.name) {
-                return &command;
-            }
-        }
-    }
-    return nullptr;
+CommandSet infimedCommandSet(Console *console) {
+    return imagingCommandSet(console, stepCommands());
 }
 
-std::string usage(const Command &command) {
-    return std::string(command.name) + (*command.arguments ? " " : "") + command.arguments;
+CommandSet gehlCommandSet(Console *console) {
+    return imagingCommandSet(console, requestCommands());
 }
 
-} // namespace
+const CommandSet::Command *CommandSet::find(const std::string &name) const {
+    const auto found = std::find_if(m_Commands.begin(), m_Commands.end(),
+                                    [&](const Command &each) { return name == each.facts.name; });
+    return found == m_Commands.end() ? nullptr : &*found;
+}
 
-void runCommand(Console &console, const std::string &line) {
+void CommandSet::run(const std::string &line) const {
     Arguments arguments = argumentsIn(line);
     if (arguments.empty() || arguments[0][0] == '#') {
         return;
     }
-    const Command *command = findCommand(arguments[0]);
+    const Command *command = find(arguments[0]);
     arguments.erase(arguments.begin());
     if (!command) {
         throw Failure("no such command, 'help' lists them");
     }
-    if (arguments.size() < command->least || arguments.size() > command->most) {
-        throw Failure("use it as '" + usage(*command) + "'");
+    const CommandFacts &facts = command->facts;
+    if (arguments.size() < facts.least || arguments.size() > facts.most) {
+        throw Failure("use it as '" + usage(facts) + "'");
     }
-    command->run(console, arguments);
+    command->run(arguments);
 }
 
-std::vector<std::string> commandHelp() {
+std::vector<std::string> CommandSet::help() const {
     constexpr std::size_t width = 53; // of the longest, and a gap
     std::vector<std::string> lines;
-    for (const CommandGroup *group : allGroups()) {
-        for (const Command &command : *group) {
-            std::string line = usage(command);
-            line.resize(std::max(line.size(), width), ' ');
-            lines.push_back(line + command.help);
-        }
+    for (const Command &command : m_Commands) {
+        std::string line = usage(command.facts);
+        line.resize(std::max(line.size(), width), ' ');
+        lines.push_back(line + command.facts.help);
     }
     return lines;
 }

@@ -1,30 +1,29 @@
 #include "console.h"
 
-#include "commands.h"
-#include "words.h"
-
 #include <atomic>
 #include <future>
-#include <sstream>
 
 namespace {
 
 /// Far more than the worker takes for a cycle, unless the machine is stuck.
 constexpr std::chrono::seconds longestTurn{1};
 
-/// For so long a record is tried again that the engine can't send at once; shorter than the time
-/// after which one without an answer is given up.
-constexpr std::chrono::seconds longestRefusal{1};
-constexpr std::chrono::milliseconds betweenTries{20};
+/// Holds a flag for a block.
+class Raised {
+  public:
+    explicit Raised(bool &flag) : m_Flag(flag) { m_Flag = true; }
+    ~Raised() { m_Flag = false; }
+    Raised(const Raised &) = delete;
+    Raised &operator=(const Raised &) = delete;
+
+  private:
+    bool &m_Flag;
+};
 
 } // namespace
 
-Console::Console(const Options &options, Input &input, Display &display, Session &session,
-                 const Wakeup &wakeup)
-    : m_Options(options), m_Input(input), m_Display(display), m_Session(session), m_Wakeup(wakeup),
-      m_Table(display, session.engine()), m_Messages(display, session.engine()) {}
-
-Console::End Console::run() {
+Console::End Console::run(const CommandSet &commands) {
+    m_Commands = &commands;
     while (!m_Quit && !m_Stopped && !ended() && !m_Input.atEnd()) {
         if (const auto line = m_Input.nextLine()) {
             m_Display.promptUsed();
@@ -62,7 +61,7 @@ void Console::runLine(const std::string &line) {
         m_Display.line(Kind::echo, line);
     }
     try {
-        runCommand(*this, line);
+        m_Commands->run(line);
     } catch (const Failure &failure) {
         m_Display.line(Kind::failed, line + ": " + failure.what());
         m_Failed = true;
@@ -72,8 +71,8 @@ void Console::runLine(const std::string &line) {
 
 /// Sleeps until something is to be done. Whether there is input.
 bool Console::pause(int input, Deadline deadline) {
-    const Deadline look = m_Table.nextLook();
-    return m_Wakeup.wait(input, m_Messages.fd(),
+    const Deadline look = nextLook(m_Asking);
+    return m_Wakeup.wait(input, moreFd(),
                          look && (!deadline || *look < *deadline) ? look : deadline);
 }
 
@@ -93,56 +92,39 @@ bool Console::waitUntil(const std::function<bool()> &done, Deadline deadline) {
     }
 }
 
-bool Console::ask(Tk::TextCommands command, int value) {
-    checkSendable(command, value);
-    m_Unseen.clear();
-    return callApart([&] { return engine().transmitMsg(command, value, true); });
+int Console::parameterFrom(const std::string &word) const {
+    const std::optional<int> parameter = m_Session.find(word);
+    if (!parameter) {
+        throw Failure("'" + word + "' is no parameter, 'help parameters' lists them");
+    }
+    return *parameter;
 }
 
-void Console::set(Tk::TextCommands parameter, int value) {
+bool Console::ask(int command, int value) {
+    checkSendable(command, value);
+    forgetEvents();
+    return callApart([&] { return m_Session.transmit(command, value, true); });
+}
+
+void Console::request(int parameter, int value) {
     if (!ask(parameter, value)) {
         throw Failure("no value came as an answer");
     }
-    const int taken = engine().getGenParam(parameter);
+    m_Display.parameter(Kind::answer, parameter, m_Session.value(parameter));
+}
+
+void Console::set(int parameter, int value) {
+    if (!ask(parameter, value)) {
+        throw Failure("no value came as an answer");
+    }
+    const int taken = m_Session.value(parameter);
     m_Display.parameter(Kind::answer, parameter, taken,
                         taken == value ? "" : "not " + std::to_string(value));
 }
 
-bool Console::exchange(TkBinaryInterface &record, int mode) {
-    m_Unseen.clear();
-    const Clock::time_point end = Clock::now() + longestRefusal;
-    while (!callApart([&] { return engine().transmitBinaryMsg(&record, mode, true); })) {
-        if (Clock::now() >= end) {
-            return false;
-        }
-        waitUntil([] { return false; }, Clock::now() + betweenTries);
-    }
-    return true;
-}
-
-/// The engine only tells what was refused. A loss takes what is left of the program with it, even
-/// if the generator is found again before the end.
-void Console::load(TkAPR &program) {
-    m_Unseen.clear();
-    const unsigned long losses = m_Losses;
-    const bool taken = callApart([&] { return engine().transmitAPR(&program, true); });
-    std::istringstream refused(program.getErrorDetails());
-    for (std::string line; std::getline(refused, line);) {
-        m_Display.line(Kind::refused, line);
-    }
-    if (losses != m_Losses || engine().getGenParam(Tk::WS) == Tk::VALUE_UNKNOWN) {
-        throw Failure("the generator didn't answer");
-    }
-    if (!taken) {
-        throw Failure("the generator refused a part of it");
-    }
-    m_Display.line(Kind::answer, "the program is loaded");
-}
-
-/// Makes a call that waits for the generator, and shows what happens meanwhile. A callback, or this
-/// thread itself, couldn't do both.
+/// A callback, or this thread itself, couldn't do both.
 bool Console::callApart(const std::function<bool()> &call) {
-    const Table::Hold hold(m_Table);
+    const Raised asking(m_Asking);
     std::atomic<bool> finished{false};
     // Its destructor waits too, when a signal breaks the wait off: for the engine's limit at most.
     std::future<bool> answer = std::async(std::launch::async, [&] {
@@ -159,15 +141,16 @@ bool Console::callApart(const std::function<bool()> &call) {
     return answer.get();
 }
 
-void Console::send(Tk::TextCommands command, int value) {
+void Console::send(int command, int value) {
     checkSendable(command, value);
-    m_Unseen.clear();
-    engine().transmitMsg(command, value, false);
+    forgetEvents();
+    m_Session.transmit(command, value, false);
 }
 
-void Console::checkSendable(Tk::TextCommands command, int value) {
-    if (!Session::isSendable(command, value)) {
-        throw Failure("the line can't carry " + mnemonicOf(command) + " with this value");
+void Console::checkSendable(int command, int value) const {
+    const std::string objection = m_Session.objection(command, value);
+    if (!objection.empty()) {
+        throw Failure(objection);
     }
 }
 
@@ -187,8 +170,7 @@ void Console::showHappenings() {
     for (const Happening &happening : m_Session.takeHappenings()) {
         show(happening);
     }
-    m_Messages.show();
-    m_Table.look();
+    showMore(m_Asking);
 }
 
 void Console::show(const Happening &happening) {
@@ -201,21 +183,24 @@ void Console::show(const Happening &happening) {
         return;
     case Kind::reply:
         return m_Display.parameter(Kind::reply, happening.parameter, happening.value);
+    case Kind::text:
+        m_Display.line(Kind::text, happening.text);
+        break;
     default:
-        m_Lost = false;
         m_Display.parameter(happening.kind, happening.parameter, happening.value);
-        ++m_Unseen[mnemonicOf(happening.parameter)];
     }
+    m_Lost = false;
+    ++m_Unseen[m_Session.name(happening.parameter)];
 }
 
 /// While it polls, the engine tells a loss again and again until something is heard.
 void Console::showLoss() {
     ++m_Losses;
-    if (m_Lost && engine().refreshEnabled()) {
+    if (m_Lost && m_Session.conversation().refreshEnabled()) {
         return;
     }
     m_Lost = true;
-    m_Display.line(Kind::lost, "connection lost, the generator's values are unknown");
+    m_Display.line(Kind::lost, m_Session.loss());
     ++m_Unseen["lost"];
     m_Unseen.erase("back");
 }
@@ -223,7 +208,8 @@ void Console::showLoss() {
 /// The relay goes on, but nothing that is sent arrives; the engine would find out by and by.
 void Console::dropSite() {
     m_Display.line(Kind::lost, "the site has left");
-    const bool polls = engine().refreshEnabled();
-    engine().enableRefresh(false, true);
-    engine().enableRefresh(polls, false);
+    TkConversation &conversation = m_Session.conversation();
+    const bool polls = conversation.refreshEnabled();
+    conversation.enableRefresh(false, true);
+    conversation.enableRefresh(polls, false);
 }

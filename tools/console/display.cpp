@@ -1,11 +1,9 @@
 #include "display.h"
 
-#include "tkgeneratorerrors.h"
-#include "words.h"
+#include "tk.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <limits>
 
 namespace {
 
@@ -16,11 +14,14 @@ struct Style {
 
 /// In the order of Kind.
 constexpr Style styles[] = {
-    {"event", "\033[36m"},   {"answer", "\033[32m"},  {"value", "\033[32m"},
-    {"table", "\033[34m"},   {"reply", "\033[35m"},   {"error", "\033[33m"},
-    {"refused", "\033[31m"}, {"message", "\033[35m"}, {"note", "\033[2m"},
-    {"log", "\033[2m"},      {"failed", "\033[31m"},  {"lost", "\033[1;31m"},
-    {"back", "\033[1;32m"},  {">", "\033[1m"},        {"help", ""},
+    {"event", "\033[36m"},   {"answer", "\033[32m"},
+    {"value", "\033[32m"},   {"table", "\033[34m"},
+    {"reply", "\033[35m"},   {"error", "\033[33m"},
+    {"refused", "\033[31m"}, {"text", "\033[33m"},
+    {"message", "\033[35m"}, {"note", "\033[2m"},
+    {"log", "\033[2m"},      {"failed", "\033[31m"},
+    {"lost", "\033[1;31m"},  {"back", "\033[1;32m"},
+    {">", "\033[1m"},        {"help", ""},
 };
 
 constexpr const char *plain = "\033[0m";
@@ -28,7 +29,6 @@ constexpr const char *clearLine = "\r\033[K";
 constexpr const char *prompt = "> ";
 
 constexpr std::size_t wordWidth = 8;
-constexpr std::size_t mnemonicWidth = 5;
 constexpr std::size_t numberWidth = 5;
 constexpr std::size_t valueWidth = 17;
 constexpr std::size_t nameWidth = 22; // of a field, and a gap
@@ -56,12 +56,14 @@ std::string alignedNumber(int value) {
                                        : number;
 }
 
+} // namespace
+
 /// What stands behind a number: its unit, or what it means.
-std::string suffix(Kind kind, Tk::TextCommands parameter, int value) {
+std::string Display::suffix(Kind kind, int parameter, int value) const {
     if (kind == Kind::reply) {
         return value == 1 ? " accepted" : " refused";
     }
-    const Words &words = wordsOf(parameter);
+    const Words &words = m_Vocabulary.wordsOf(parameter);
     const auto place = static_cast<std::size_t>(value);
     const bool worded = value >= 0 && place < words.values.size() && words.values[place];
     const char *text = worded ? words.values[place] : words.unit;
@@ -69,14 +71,12 @@ std::string suffix(Kind kind, Tk::TextCommands parameter, int value) {
 }
 
 /// What all lines about a parameter begin with.
-std::string columns(Kind kind, Tk::TextCommands parameter, int value) {
-    return padded(mnemonicOf(parameter), mnemonicWidth) +
+std::string Display::columns(Kind kind, int parameter, int value) const {
+    return padded(m_Vocabulary.name(parameter), m_Vocabulary.nameWidth()) +
            padded(alignedNumber(value) + suffix(kind, parameter, value), valueWidth);
 }
 
-} // namespace
-
-std::string describe(Tk::TextCommands parameter, int value) {
+std::string Display::describe(int parameter, int value) const {
     const std::string number = alignedNumber(value) + suffix(Kind::value, parameter, value);
     return number.substr(number.find_first_not_of(' '));
 }
@@ -99,31 +99,17 @@ void Display::line(Kind kind, const std::string &text) {
     write(kind, text);
 }
 
-/// What a parameter is; of an error also what its number means.
-std::string Display::meaning(Tk::TextCommands parameter, int value) const {
-    const char *const words = wordsOf(parameter).meaning;
-    std::string text = words ? words : "";
-    const bool isError = parameter == Tk::ER || parameter == Tk::EL;
-    if (isError && value >= 0 && value <= std::numeric_limits<unsigned char>::max()) {
-        text += ": ";
-        text += TkGeneratorErrors::getErrorMessage(static_cast<unsigned char>(value),
-                                                   m_Engine.getGeneratorType());
-    }
-    return text;
-}
-
-void Display::parameter(Kind kind, Tk::TextCommands parameter, int value,
-                        const std::string &remark) {
-    std::string text = meaning(parameter, value);
+void Display::parameter(Kind kind, int parameter, int value, const std::string &remark) {
+    std::string text = m_Vocabulary.meaning(parameter, value);
     if (!remark.empty()) {
         text += text.empty() ? remark : ", " + remark;
     }
     write(kind, columns(kind, parameter, value) + text);
 }
 
-void Display::row(Tk::TextCommands parameter, int value, bool changeable) {
+void Display::row(int parameter, int value, bool changeable) {
     write(Kind::table, columns(Kind::table, parameter, value) + (changeable ? "*  " : "   ") +
-                           meaning(parameter, value));
+                           m_Vocabulary.meaning(parameter, value));
 }
 
 void Display::field(Kind kind, const std::string &name, const std::string &value) {

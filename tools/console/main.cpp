@@ -1,6 +1,6 @@
-#include "commands.h"
-#include "console.h"
 #include "entry.h"
+#include "generator_console.h"
+#include "imaging_session.h"
 #include "site_choice.h"
 
 #include "tkserial.h"
@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include <unistd.h>
 
@@ -26,6 +27,8 @@ struct Settings {
     std::string script;
     std::string family = "arkona";
     std::string color = "auto";
+    bool infimed = false; // what is at the far end; a generator if neither
+    bool gehl = false;
     bool exposures = false;
     bool refresh = false;
     bool echo = false;
@@ -33,9 +36,16 @@ struct Settings {
 };
 
 std::string footer() {
-    std::string text = "Commands, one a line; '#' begins a comment line:\n";
-    for (const std::string &line : commandHelp()) {
-        text += "  " + line + "\n";
+    const std::pair<const char *, CommandSet> sets[] = {
+        {"Commands, one a line; '#' begins a comment line:\n", generatorCommandSet(nullptr)},
+        {"\nCommands with --infimed:\n", infimedCommandSet(nullptr)},
+        {"\nCommands with --gehl:\n", gehlCommandSet(nullptr)}};
+    std::string text;
+    for (const auto &[title, set] : sets) {
+        text += title;
+        for (const std::string &line : set.help()) {
+            text += "  " + line + "\n";
+        }
     }
     return text +
            "\nA script, and standard input that is no terminal, end at the first command that "
@@ -49,7 +59,7 @@ void addOptions(CLI::App &app, Settings &settings) {
     auto *const device =
         app.add_option("device", settings.device, "Path of a serial device, or COM1 to COM10");
     auto *const relay = app.add_option("--relay", settings.relay,
-                                       "Reach the generator through a relay instead of a device")
+                                       "Reach the far end through a relay instead of a device")
                             ->excludes(device)
                             ->type_name("HOST:PORT");
     app.add_option("--site", settings.site, "Which of the relay's sites; the only one unless told")
@@ -58,12 +68,21 @@ void addOptions(CLI::App &app, Settings &settings) {
     app.add_option("-s,--script", settings.script,
                    "Take the commands from a file instead of standard input")
         ->type_name("FILE");
+    auto *const infimed =
+        app.add_flag("--infimed", settings.infimed, "Talk to an Infimed console, not a generator");
+    auto *const gehl =
+        app.add_flag("--gehl", settings.gehl, "Talk to a GEHL console, not a generator")
+            ->excludes(infimed);
     app.add_option("-g,--generator", settings.family, "Generator family; arkona by default")
         ->check(CLI::IsMember({"arkona", "brn450"}))
+        ->excludes(infimed)
+        ->excludes(gehl)
         ->type_name("FAMILY");
-    app.add_flag("-x,--exposures", settings.exposures, "Take part in exposures from the start");
+    app.add_flag("-x,--exposures", settings.exposures, "Take part in exposures from the start")
+        ->excludes(infimed)
+        ->excludes(gehl);
     app.add_flag("-r,--refresh", settings.refresh,
-                 "Poll the generator from the start, and connect by that");
+                 "Poll the far end from the start, and connect by that");
     app.add_flag("-e,--echo", settings.echo, "Show commands as they are run");
     app.add_flag("-k,--keep-going", settings.keepGoing, "Go on after a command that fails");
     app.add_option("--color", settings.color, "Colours: auto (default), always or never")
@@ -89,7 +108,7 @@ bool wantsColour(const std::string &choice) {
            (choice == "auto" && isAbleTerminal() && environment("NO_COLOR").empty());
 }
 
-/// The line to the generator, in either form, and what it is called.
+/// The line to the far end, in either form, and what it is called.
 class Line {
   public:
     /// Throws NoLine.
@@ -125,6 +144,48 @@ class Line {
     std::unique_ptr<TkSerial> m_Serial;
 };
 
+/// What a run is made of, whatever is at the far end.
+struct Setting {
+    const Settings &settings;
+    Input &input;
+    Line &line;
+    const Wakeup &wakeup;
+
+    bool isTyped() const { return settings.script.empty() && ::isatty(STDIN_FILENO); }
+};
+
+template <class AnyConsole, class AnySession>
+Console::End drive(const Setting &run, AnySession &session, CommandSet (*commands)(AnyConsole *)) {
+    const Settings &settings = run.settings;
+    const bool typed = run.isTyped();
+    Display display(wantsColour(settings.color), typed && isAbleTerminal(), session);
+    run.line.open(settings, typed, run.input, display, run.wakeup);
+    session.start();
+    session.conversation().enableRefresh(settings.refresh, false);
+
+    const bool stopAtFailure = !typed && !settings.keepGoing;
+    AnyConsole console({settings.echo, stopAtFailure, run.line.gone(),
+                        [&run] { return run.line.takeDeparture(); }},
+                       run.input, display, session, run.wakeup);
+    return console.run(commands(&console));
+}
+
+Console::End drive(const Setting &run) {
+    if (run.settings.infimed) {
+        InfimedSession session(run.line.device(), run.wakeup);
+        return drive(run, session, infimedCommandSet);
+    }
+    if (run.settings.gehl) {
+        GEHLSession session(run.line.device(), run.wakeup);
+        return drive(run, session, gehlCommandSet);
+    }
+    const bool arkona = run.settings.family == "arkona";
+    GeneratorSession session(run.line.device(), run.wakeup,
+                             arkona ? Tk::GENERATOR_ARKONA : Tk::GENERATOR_BRN450);
+    session.engine().enableExposures(run.settings.exposures);
+    return drive(run, session, generatorCommandSet);
+}
+
 int run(const Settings &settings) {
     Input input;
     if (!settings.script.empty() && !input.open(settings.script)) {
@@ -132,21 +193,9 @@ int run(const Settings &settings) {
         return exitUsage;
     }
     const Wakeup wakeup;
-    const auto type = settings.family == "brn450" ? Tk::GENERATOR_BRN450 : Tk::GENERATOR_ARKONA;
     Line line(settings, wakeup);
-    Session session(line.device(), type, wakeup);
-    const bool typed = settings.script.empty() && ::isatty(STDIN_FILENO);
-    Display display(wantsColour(settings.color), typed && isAbleTerminal(), session.engine());
-    line.open(settings, typed, input, display, wakeup);
-    session.engine().enableExposures(settings.exposures);
-    session.start();
-    session.engine().enableRefresh(settings.refresh, false);
-
-    const bool stopAtFailure = !typed && !settings.keepGoing;
-    Console console(
-        {settings.echo, stopAtFailure, line.gone(), [&line] { return line.takeDeparture(); }},
-        input, display, session, wakeup);
-    const Console::End end = console.run();
+    const Setting setting{settings, input, line, wakeup};
+    const Console::End end = drive(setting);
     if (input.hasFailed()) {
         std::cerr << "tkgen-console: can't read "
                   << (settings.script.empty() ? "standard input" : settings.script) << '\n';
@@ -155,13 +204,16 @@ int run(const Settings &settings) {
     if (end == Console::End::deviceGone) {
         return exitDevice;
     }
-    return end == Console::End::failed && !typed ? exitFailed : exitWell;
+    return end == Console::End::failed && !setting.isTyped() ? exitFailed : exitWell;
 }
 
 /// What the parser can't tell.
 const char *complaint(const Settings &settings) {
     if (settings.device.empty() && settings.relay.empty()) {
         return "a device or --relay is needed";
+    }
+    if (settings.gehl && !settings.relay.empty()) {
+        return "--gehl needs a device: its frames have no sum, by which a relay knows their end";
     }
     return settings.relay.empty() || hostAndPortFrom(settings.relay) ? nullptr
                                                                      : "--relay takes HOST:PORT";
@@ -184,7 +236,9 @@ int checkAndRun(const Settings &settings) {
 
 int main(int argc, char **argv) {
     return runGuarded("tkgen-console", [&] {
-        CLI::App app("Drives an X-ray generator by hand or by a script, and shows what it tells.");
+        CLI::App app(
+            "Drives an X-ray generator, or an imaging console, by hand or by a script, and shows "
+            "what it tells.");
         Settings settings;
         addOptions(app, settings);
         return parseAndRun(app, argc, argv, [&] { return checkAndRun(settings); });

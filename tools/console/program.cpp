@@ -1,7 +1,7 @@
 #include "program.h"
 
 #include "arguments.h"
-#include "console.h"
+#include "generator_console.h"
 #include "text_file.h"
 #include "words.h"
 
@@ -82,7 +82,7 @@ class Reader {
     /// The number, if the line can carry it. The film screen goes over it as it stands, where a
     /// setting has 0, 1 or 2.
     static int carried(Tk::TextCommands parameter, int number) {
-        if (parameter != Tk::FS && !Session::isSendable(parameter, number)) {
+        if (parameter != Tk::FS && !GeneratorSession::isSendable(parameter, number)) {
             throw Failure("the line can't carry " + std::to_string(number));
         }
         return number;

@@ -1,6 +1,6 @@
 #include "record_backup.h"
 
-#include "console.h"
+#include "generator_console.h"
 #include "record_traffic.h"
 #include "text_file.h"
 
@@ -42,7 +42,7 @@ struct Origin {
     }
 };
 
-Origin connectedGenerator(Console &console) {
+Origin connectedGenerator(GeneratorConsole &console) {
     if (!console.engine().connected()) {
         throw Failure("the generator isn't connected");
     }
@@ -63,7 +63,7 @@ bool canRestore(const RecordField &field, const Numbers &numbers) {
 }
 
 /// The lines of a record. A code that stands for no number can't be restored.
-std::string linesOf(Console &console, const RecordKind &kind, const Instance &instance) {
+std::string linesOf(GeneratorConsole &console, const RecordKind &kind, const Instance &instance) {
     const auto record = readRecord(console, kind, instance);
     std::string lines = "\n" + std::string(recordWord) + " " + kind.title(instance) + "\n";
     for (const RecordField &field : kind.fields) {
@@ -167,7 +167,7 @@ class Reader {
 };
 
 /// The selected records of a file that is sound, and of a generator like this one.
-std::vector<SavedRecord> savedRecords(Console &console, const Selection &selection,
+std::vector<SavedRecord> savedRecords(GeneratorConsole &console, const Selection &selection,
                                       const std::string &path) {
     Reader reader;
     readLines(path, longestFile, [&](const std::string &line) { reader.take(line); });
@@ -193,14 +193,14 @@ std::vector<SavedRecord> savedRecords(Console &console, const Selection &selecti
 
 } // namespace
 
-void showDifference(Console &console, const Difference &difference) {
+void showDifference(GeneratorConsole &console, const Difference &difference) {
     const RecordField &field = *difference.field;
     console.display().field(Kind::answer, field.name,
                             textOf(field, difference.taken) + ", not " +
                                 textOf(field, difference.sent));
 }
 
-void saveRecords(Console &console, const Selection &selection, const std::string &path) {
+void saveRecords(GeneratorConsole &console, const Selection &selection, const std::string &path) {
     if (selection.kind) {
         checkUse(*selection.kind);
     }
@@ -223,7 +223,8 @@ void saveRecords(Console &console, const Selection &selection, const std::string
     console.display().line(Kind::note, "saved: " + std::to_string(count));
 }
 
-void restoreRecords(Console &console, const Selection &selection, const std::string &path) {
+void restoreRecords(GeneratorConsole &console, const Selection &selection,
+                    const std::string &path) {
     if (selection.kind) {
         checkUse(*selection.kind);
     }

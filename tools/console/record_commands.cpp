@@ -1,5 +1,5 @@
 #include "commands.h"
-#include "console.h"
+#include "generator_console.h"
 #include "record_backup.h"
 #include "record_traffic.h"
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-void show(Console &console, const RecordKind &kind, const Instance &instance,
+void show(GeneratorConsole &console, const RecordKind &kind, const Instance &instance,
           TkBinaryInterface &record) {
     console.display().line(Kind::note, kind.title(instance) +
                                            (record.isValid() ? " is valid" : " isn't valid"));
@@ -22,7 +22,7 @@ void show(Console &console, const RecordKind &kind, const Instance &instance,
 
 /// Tells where the log went on with another entry than the next: a request that goes out again may
 /// turn the page once more.
-void tellGap(Console &console, int before, int number) {
+void tellGap(GeneratorConsole &console, int before, int number) {
     if (before != 0 && std::abs(number - before) != 1) {
         console.display().line(Kind::note, "the log went on from entry " + std::to_string(before) +
                                                " to " + std::to_string(number));
@@ -30,7 +30,7 @@ void tellGap(Console &console, int before, int number) {
 }
 
 /// Each entry goes by the number that it tells. The loop ends whatever the generator says.
-void showLog(Console &console, const Selection &selection) {
+void showLog(GeneratorConsole &console, const Selection &selection) {
     const RecordKind &kind = *selection.kind;
     const auto record = kind.make();
     const auto &entry = static_cast<const TkBinary_ErrorLog &>(*record);
@@ -61,7 +61,7 @@ void showLog(Console &console, const Selection &selection) {
     }
 }
 
-void showRecords(Console &console, const Selection &selection, const Arguments &) {
+void showRecords(GeneratorConsole &console, const Selection &selection, const Arguments &) {
     const RecordKind &kind = *selection.kind;
     if (kind.use == RecordUse::log) {
         return showLog(console, selection);
@@ -80,13 +80,13 @@ void showRecords(Console &console, const Selection &selection, const Arguments &
     }
 }
 
-void showFields(Console &console, const Selection &selection, const Arguments &) {
+void showFields(GeneratorConsole &console, const Selection &selection, const Arguments &) {
     for (const RecordField &field : selection.kind->fields) {
         console.display().field(Kind::help, field.name, describe(field));
     }
 }
 
-void setField(Console &console, const Selection &selection, const Arguments &words) {
+void setField(GeneratorConsole &console, const Selection &selection, const Arguments &words) {
     const RecordKind &kind = *selection.kind;
     const Instance instance = selection.one();
     const Assignment assignment = assignmentFrom(kind, words);
@@ -105,11 +105,11 @@ void setField(Console &console, const Selection &selection, const Arguments &wor
     }
 }
 
-void save(Console &console, const Selection &selection, const Arguments &words) {
+void save(GeneratorConsole &console, const Selection &selection, const Arguments &words) {
     saveRecords(console, selection, textFrom(words[0]));
 }
 
-void restore(Console &console, const Selection &selection, const Arguments &words) {
+void restore(GeneratorConsole &console, const Selection &selection, const Arguments &words) {
     restoreRecords(console, selection, textFrom(words[0]));
 }
 
@@ -117,7 +117,7 @@ void restore(Console &console, const Selection &selection, const Arguments &word
 struct Action {
     const char *name;
     std::size_t least, most; // words behind it
-    void (*run)(Console &console, const Selection &selection, const Arguments &words);
+    void (*run)(GeneratorConsole &console, const Selection &selection, const Arguments &words);
 };
 
 constexpr std::size_t mostWords = 64; // more than the longest field has
@@ -129,7 +129,7 @@ constexpr Action actions[] = {
     {"restore", 1, 1, restore},
 };
 
-void record(Console &console, const Arguments &arguments) {
+void record(GeneratorConsole &console, const Arguments &arguments) {
     std::size_t next = 0;
     const Selection selection = selectionFrom(arguments, next);
     if (next == arguments.size()) {
@@ -146,7 +146,7 @@ void record(Console &console, const Arguments &arguments) {
                   " goes 'fields', 'set FIELD VALUE', 'save FILE' or 'restore FILE'");
 }
 
-void records(Console &console, const Arguments &arguments) {
+void records(GeneratorConsole &console, const Arguments &arguments) {
     const bool saves = choiceFrom(arguments[0], "save", "restore");
     (saves ? saveRecords : restoreRecords)(console, {}, textFrom(arguments[1]));
 }
@@ -154,8 +154,8 @@ void records(Console &console, const Arguments &arguments) {
 } // namespace
 
 // clang-format off
-const CommandGroup &recordCommands() {
-    static const CommandGroup group{
+const GeneratorCommands &recordCommands() {
+    static const GeneratorCommands group{
         {"record", "NAME [NUMBER] [fields|set|save|restore ...]", 1, mostWords + 4,
             "show a record, or all", record},
         {"records", "save|restore FILE", 2, 2, "the generator's whole configuration", records},

@@ -1,5 +1,5 @@
 #include "commands.h"
-#include "console.h"
+#include "generator_console.h"
 #include "record_fields.h"
 #include "record_traffic.h"
 
@@ -78,7 +78,7 @@ RecordKind describeIn(TkBinary_Custom &record, const Arguments &arguments, bool 
     return kind;
 }
 
-void custom(Console &console, const Arguments &arguments) {
+void custom(GeneratorConsole &console, const Arguments &arguments) {
     const bool reads = choiceFrom(arguments[1], "read", "write");
     TkBinary_Custom record;
     record.setCommand(codeFrom(arguments[0]));
@@ -98,8 +98,8 @@ void custom(Console &console, const Arguments &arguments) {
 } // namespace
 
 // clang-format off
-const CommandGroup &customCommands() {
-    static const CommandGroup group{
+const GeneratorCommands &customCommands() {
+    static const GeneratorCommands group{
         {"custom", "CODE read|write TYPE[=NUMBER]...", 3, 66, "a record without a name here",
             custom},
     };

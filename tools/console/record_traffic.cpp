@@ -1,6 +1,6 @@
 #include "record_traffic.h"
 
-#include "console.h"
+#include "generator_console.h"
 
 #include <algorithm>
 
@@ -13,7 +13,7 @@ struct Revision : Tk {
     static int now() { return m_nGeneratorRevision; }
 };
 
-void checkRevision(Console &console, const RecordKind &kind) {
+void checkRevision(GeneratorConsole &console, const RecordKind &kind) {
     if (kind.dependsOnRevision() && recordRevision() == 0 && !console.engine().connected()) {
         throw Failure("the generator's revision isn't known, 'query GR' asks for it");
     }
@@ -21,13 +21,13 @@ void checkRevision(Console &console, const RecordKind &kind) {
 
 /// Lets answers to earlier requests pass: the generator answers in turn, and a request that went
 /// out twice is answered twice.
-void settle(Console &console) {
+void settle(GeneratorConsole &console) {
     if (!console.ask(Tk::WS, Tk::REQUEST_QUERY)) {
         throw Failure("the generator doesn't answer");
     }
 }
 
-bool exchange(Console &console, TkBinaryInterface &record, int mode) {
+bool exchange(GeneratorConsole &console, TkBinaryInterface &record, int mode) {
     settle(console);
     return console.exchange(record, mode);
 }
@@ -85,7 +85,7 @@ int recordRevision() {
     return Revision::now();
 }
 
-void readRecord(Console &console, const RecordKind &kind, const Instance &instance,
+void readRecord(GeneratorConsole &console, const RecordKind &kind, const Instance &instance,
                 TkBinaryInterface &record) {
     if (kind.use == RecordUse::switched) {
         throw Failure("it can be set, but not read");
@@ -103,7 +103,7 @@ void readRecord(Console &console, const RecordKind &kind, const Instance &instan
     }
 }
 
-std::unique_ptr<TkBinaryInterface> readRecord(Console &console, const RecordKind &kind,
+std::unique_ptr<TkBinaryInterface> readRecord(GeneratorConsole &console, const RecordKind &kind,
                                               const Instance &instance) {
     for (int i = 0; i < tries; ++i) {
         auto record = kind.make();
@@ -135,7 +135,7 @@ void checkCarried(const Assignment &assignment) {
     }
 }
 
-Written writeRecord(Console &console, const RecordKind &kind, const Instance &instance,
+Written writeRecord(GeneratorConsole &console, const RecordKind &kind, const Instance &instance,
                     const std::vector<Assignment> &assignments) {
     checkRevision(console, kind);
     std::for_each(assignments.begin(), assignments.end(), checkCarried);

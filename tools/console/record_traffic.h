@@ -3,7 +3,7 @@
 
 #include "record_words.h"
 
-class Console;
+class GeneratorConsole;
 
 /// What Console::exchange does with a record.
 enum RecordModes { readMode = 998, writeMode = 999 };
@@ -15,13 +15,13 @@ int recordRevision();
 // caller's alone again when they return.
 
 /// Reads until the instance is valid, as often as it takes; not at all if it is.
-void readRecord(Console &console, const RecordKind &kind, const Instance &instance,
+void readRecord(GeneratorConsole &console, const RecordKind &kind, const Instance &instance,
                 TkBinaryInterface &record);
 
 /// Reads into a new record. What is configuration is read twice, into records that differ before,
 /// until both have the same: nobody tests the sum of a reply, a short one leaves the rest of a
 /// record as it was, and a late one tells of another record.
-std::unique_ptr<TkBinaryInterface> readRecord(Console &console, const RecordKind &kind,
+std::unique_ptr<TkBinaryInterface> readRecord(GeneratorConsole &console, const RecordKind &kind,
                                               const Instance &instance);
 
 /// Throws Failure if the line doesn't carry such numbers at the present revision.
@@ -41,7 +41,7 @@ struct Written {
 
 /// Reads a record, if it can be read, makes the assignments, writes it, and reads it again: what
 /// was taken the confirmation doesn't tell.
-Written writeRecord(Console &console, const RecordKind &kind, const Instance &instance,
+Written writeRecord(GeneratorConsole &console, const RecordKind &kind, const Instance &instance,
                     const std::vector<Assignment> &assignments);
 
 #endif

@@ -3,61 +3,95 @@
 
 #include "display.h"
 #include "link.h"
-#include "watcher.h"
+#include "vocabulary.h"
 
-#include "tkgeneratorcontrol.h"
+#include "tkconversation.h"
 
-#include <atomic>
 #include <mutex>
+#include <string>
+#include <utility>
 #include <vector>
 
 /// What happened on another thread, for the main thread to show.
 struct Happening {
     Kind kind;
-    Tk::TextCommands parameter; ///< none for lost and back
-    int value;
+    int parameter = 0; ///< none for lost and back
+    int value = 0;
+    std::string text = {}; ///< what the far end said in words
 };
 
-/// The engine that drives a device, and the callbacks. The callbacks answer preps and
-/// exposures, note what happened, and ring; everything else is the main thread's.
-class Session : private Watcher {
+/// The engine that drives a device, its parameters in words, and the callbacks, which note what
+/// happened, and ring; everything else is the main thread's.
+class Session : public Vocabulary {
   public:
-    Session(TkComms &device, Tk::GeneratorTypes type, const Wakeup &wakeup);
-    ~Session() override;
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
 
-    void start();
-
-    TkGeneratorControl &engine() { return m_Engine; }
     Link &link() { return m_Link; }
 
-    /// Whether preps and exposures are accepted or refused while exposures are enabled.
-    void acceptPreps(bool accept) { m_AcceptPreps = accept; }
+    virtual TkConversation &conversation() = 0;
+
+    /// Begins to work, and to note what happens.
+    virtual void start() = 0;
+
+    /// The last known value, and the transmission of a command, as the engine has them.
+    virtual int value(int parameter) const = 0;
+    virtual bool transmit(int command, int value, bool wait) = 0;
+
+    /// Why a command can't go out with a value, one of the requests of Tk::SpecialValues among
+    /// them; empty when it can.
+    virtual std::string objection(int command, int value) const = 0;
+
+    /// What is at the far end, and what its loss means.
+    virtual const char *farEnd() const = 0;
+    virtual const char *loss() const = 0;
 
     /// What has happened since the last call. From any thread.
     std::vector<Happening> takeHappenings();
 
-    /// Whether the engine has such a parameter; whether it can send a command with such a value.
-    static bool isParameter(Tk::TextCommands parameter);
-    static bool isSendable(Tk::TextCommands command, int value);
+  protected:
+    Session(TkComms &device, const Wakeup &wakeup) : m_Wakeup(wakeup), m_Link(device, wakeup) {}
 
-  private:
-    void onValue(Tk::TextCommands parameter, const int *value) override;
-    void onLink(bool up) override;
-    void answerHandshake(Tk::TextCommands parameter, int value);
-    void noteTube();
+    /// From any thread.
     void note(const Happening &happening);
 
+  private:
     const Wakeup &m_Wakeup;
     Link m_Link; // outlives the engine, whose worker uses it
-    TkGeneratorControl m_Engine;
-    std::atomic<bool> m_AcceptPreps{true};
-    int m_ToldTube = Tk::VALUE_UNKNOWN; // "TU" and "TB" at their last event; callbacks only
-    int m_SetTube = Tk::VALUE_UNKNOWN;
 
     std::mutex m_Mutex; // guards the list; a leaf
     std::vector<Happening> m_Happenings;
+};
+
+/// A session, of the kind AnySession, with its engine and as a dispatcher of its events.
+template <class AnySession, class Engine, class Dispatcher>
+class SessionWith : public AnySession, protected Dispatcher {
+  public:
+    Engine &engine() { return m_Engine; }
+    TkConversation &conversation() override { return m_Engine; }
+
+    void start() override {
+        Tk::addDispatcher(this);
+        m_Engine.startControl();
+    }
+
+  protected:
+    /// `arguments` are those of AnySession.
+    template <class... Arguments>
+    explicit SessionWith(Arguments &&...arguments)
+        : AnySession(std::forward<Arguments>(arguments)...), m_Engine(&this->link()) {}
+
+    /// The last class's destructor begins with it.
+    void stop() {
+        m_Engine.stopControl();
+        Tk::removeDispatcher(this);
+    }
+
+    Engine m_Engine;
+
+  private:
+    void lostComms() override { this->note({Kind::lost}); }
+    void CommsReEstablished() override { this->note({Kind::back}); }
 };
 
 #endif

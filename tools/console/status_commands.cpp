@@ -1,6 +1,5 @@
 #include "commands.h"
-#include "console.h"
-#include "words.h"
+#include "generator_console.h"
 
 namespace {
 
@@ -61,7 +60,7 @@ void changeFeatures(TkGeneratorControl &engine, const Arguments &arguments) {
     return enable ? engine.enableFeatures(bits) : engine.disableFeatures(bits);
 }
 
-void showFeatures(Console &console, const Arguments &arguments) {
+void showFeatures(GeneratorConsole &console, const Arguments &arguments) {
     if (!arguments.empty()) {
         changeFeatures(console.engine(), arguments);
     }
@@ -69,7 +68,7 @@ void showFeatures(Console &console, const Arguments &arguments) {
     console.display().line(Kind::note, "features of the room: " + featureNames(enabled));
 }
 
-void type(Console &console, const Arguments &arguments) {
+void type(GeneratorConsole &console, const Arguments &arguments) {
     const bool arkona = choiceFrom(arguments[0], "arkona", "brn450");
     console.engine().setGeneratorType(arkona ? Tk::GENERATOR_ARKONA : Tk::GENERATOR_BRN450);
     console.display().line(Kind::note, "generator family: " + arguments[0]);
@@ -77,15 +76,15 @@ void type(Console &console, const Arguments &arguments) {
 
 /// A key of a generator's console: sends what follows the present setting.
 template <Tk::TextCommands parameter, int (TkGeneratorStatus::*next)() const>
-void key(Console &console, const Arguments &) {
+void key(GeneratorConsole &console, const Arguments &) {
     const int value = (console.status().*next)();
     if (value == Tk::VALUE_UNKNOWN || value == console.engine().getGenParam(parameter)) {
-        throw Failure("there is no next " + std::string(wordsOf(parameter).meaning));
+        throw Failure("there is no next " + console.session().meaning(parameter, value));
     }
     console.set(parameter, value);
 }
 
-void table(Console &console, const Arguments &arguments) {
+void table(GeneratorConsole &console, const Arguments &arguments) {
     if (arguments.empty()) {
         return console.table().show();
     }
@@ -113,7 +112,7 @@ std::string enabledReceptors(const TkGeneratorStatus &status) {
     return numbers.empty() ? "none" : numbers;
 }
 
-void status(Console &console, const Arguments &) {
+void status(GeneratorConsole &console, const Arguments &) {
     const TkGeneratorStatus status = console.status();
     const auto show = [&](const char *name, const std::string &value) {
         console.display().field(Kind::value, name, value);
@@ -129,9 +128,9 @@ void status(Console &console, const Arguments &) {
 } // namespace
 
 // clang-format off
-const CommandGroup &statusCommands() {
+const GeneratorCommands &statusCommands() {
     using Status = TkGeneratorStatus;
-    static const CommandGroup group{
+    static const GeneratorCommands group{
         {"table", "[on|off]", 0, 1, "what a console shows; on: again when it has changed", table},
         {"status", "", 0, 0, "connection, exposure, meter, version, backup, receptors", status},
         {"technique", "", 0, 0, "the key: sets the next technique",

@@ -34,8 +34,8 @@ std::string Table::head() const {
 Table::State Table::present() const {
     const TkGeneratorStatus status(&m_Engine);
     State state{head(), {}};
-    for (const Words &words : allWords()) {
-        const Tk::TextCommands parameter = words.parameter;
+    for (const Words &words : generatorWords()) {
+        const auto parameter = static_cast<Tk::TextCommands>(words.parameter);
         if (status.displayableParam(parameter)) {
             state.rows.push_back(
                 {parameter, m_Engine.getGenParam(parameter), status.controllableParam(parameter)});
@@ -65,11 +65,11 @@ void Table::follow(bool on) {
 }
 
 Deadline Table::nextLook() const {
-    return m_Followed && !m_Held ? Deadline(m_NextLook) : std::nullopt;
+    return m_Followed ? Deadline(m_NextLook) : std::nullopt;
 }
 
 void Table::look() {
-    if (!m_Followed || m_Held || Clock::now() < m_NextLook) {
+    if (!m_Followed || Clock::now() < m_NextLook) {
         return;
     }
     m_NextLook = Clock::now() + betweenLooks;

@@ -28,18 +28,6 @@ class Table {
     /// When to look again, if ever.
     Deadline nextLook() const;
 
-    /// Keeps it from looking for a block: while a command waits for a value, that is unknown.
-    class Hold {
-      public:
-        explicit Hold(Table &table) : m_Table(table) { m_Table.m_Held = true; }
-        ~Hold() { m_Table.m_Held = false; }
-        Hold(const Hold &) = delete;
-        Hold &operator=(const Hold &) = delete;
-
-      private:
-        Table &m_Table;
-    };
-
   private:
     struct Row {
         Tk::TextCommands parameter;
@@ -61,7 +49,6 @@ class Table {
     Display &m_Display;
     TkGeneratorControl &m_Engine;
     bool m_Followed = false;
-    bool m_Held = false;
     State m_Shown;
     Clock::time_point m_NextLook;
 };

@@ -1,6 +1,5 @@
 #include "commands.h"
 #include "console.h"
-#include "words.h"
 
 namespace {
 
@@ -13,19 +12,19 @@ Deadline deadlineAt(const Arguments &arguments, std::size_t place) {
 void wait(Console &console, const Arguments &arguments) {
     const std::string &event = arguments[0];
     const bool ofLink = event == "lost" || event == "back";
-    const std::string name = ofLink ? event : mnemonicOf(parameterFrom(event));
+    const std::string name = ofLink ? event : console.session().name(console.parameterFrom(event));
     if (!console.waitForEvent(name, deadlineAt(arguments, 1))) {
         throw Failure("the event didn't come");
     }
 }
 
 void expect(Console &console, const Arguments &arguments) {
-    const Tk::TextCommands parameter = parameterFrom(arguments[0]);
+    const int parameter = console.parameterFrom(arguments[0]);
     const int wanted = valueFrom(arguments[1]);
-    const auto stands = [&] { return console.engine().getGenParam(parameter) == wanted; };
+    const auto stands = [&] { return console.session().value(parameter) == wanted; };
     if (!console.waitUntil(stands, deadlineAt(arguments, 2))) {
         throw Failure("the value is " +
-                      describe(parameter, console.engine().getGenParam(parameter)));
+                      console.display().describe(parameter, console.session().value(parameter)));
     }
 }
 

@@ -4,24 +4,17 @@
 #include "tk.h"
 #include "tkdispatchers.h"
 
-/// Turns the generator's events into two: a parameter changed, the link came or went.
+/// Turns the generator's events of parameters into one.
 class Watcher : public TkGenDispatcher {
   protected:
     /// On the engine's worker thread. `value` points to the received value, or is null where the
     /// event brings none. The tube has one event for two parameters, and is told as Tk::TU.
     virtual void onValue(Tk::TextCommands parameter, const int *value) = 0;
 
-    /// Whether the generator can be worked with. On the worker, and on the thread that drops the
-    /// connection.
-    virtual void onLink(bool up) = 0;
-
   private:
     void told(Tk::TextCommands parameter, const void *value = nullptr) {
         onValue(parameter, static_cast<const int *>(value));
     }
-
-    void lostComms() override { onLink(false); }
-    void CommsReEstablished() override { onLink(true); }
 
     // Radiography
     void radiographic_Kv_Changed() override { told(Tk::KV); }

@@ -1,8 +1,8 @@
 #include "words.h"
 
-#include <algorithm>
-
 namespace {
+
+constexpr const char *isSet = "this is a set of values, use 'read'";
 
 // clang-format off
 const std::vector<Words> table{
@@ -21,7 +21,7 @@ const std::vector<Words> table{
     {Tk::AT, "time of the last exposure", nullptr, {}},
     {Tk::SA, "first word of a program line", nullptr, {}},
     {Tk::AI, "anatomical program code", nullptr, {}},
-    {Tk::RR, "read of the radiographic set", nullptr, {}},
+    {Tk::RR, "read of the radiographic set", nullptr, {}, isSet},
     // Fluoroscopy
     {Tk::FLK, "fluoroscopic tube voltage", "kV", {}},
     {Tk::FLM, "fluoroscopic tube current", nullptr, {}},
@@ -37,7 +37,7 @@ const std::vector<Words> table{
     {Tk::FLR, nullptr, nullptr, {}},
     {Tk::FLC, "curve from fluoroscopy to radiography", nullptr, {}},
     {Tk::FLO, "automatic brightness curve", nullptr, {}},
-    {Tk::RF, "read of the fluoroscopic set", nullptr, {}},
+    {Tk::RF, "read of the fluoroscopic set", nullptr, {}, isSet},
     // Tomography
     {Tk::ATA, "tomography angle", nullptr, {}},
     {Tk::ATC, "tomography cut line", nullptr, {}},
@@ -58,7 +58,7 @@ const std::vector<Words> table{
     {Tk::TB, "tube", nullptr, {}},
     {Tk::TO, nullptr, nullptr, {}},
     {Tk::KW, nullptr, nullptr, {}},
-    {Tk::RS, "read of the status set", nullptr, {}},
+    {Tk::RS, "read of the status set", nullptr, {}, isSet},
     {Tk::MC, "mA calibration", nullptr, {}},
     {Tk::FC, "filament calibration", nullptr, {}},
     {Tk::GR, "software revision", nullptr, {}},
@@ -77,7 +77,7 @@ const std::vector<Words> table{
     {Tk::HO, nullptr, nullptr, {}},
     {Tk::HH, nullptr, nullptr, {}},
     // Answers to a configuration read
-    {Tk::CD, "configuration read", nullptr, {}},
+    {Tk::CD, "configuration read", nullptr, {}, isSet},
     {Tk::CWS, "configuration: workstation", nullptr, {}},
     {Tk::CBU, "configuration", nullptr, {}},
     {Tk::CTO, "configuration", nullptr, {}},
@@ -106,19 +106,11 @@ char upper(char letter) {
 
 } // namespace
 
-const std::vector<Words> &allWords() {
+const std::vector<Words> &generatorWords() {
     return table;
 }
 
-const Words &wordsOf(Tk::TextCommands parameter) {
-    static const Words none{};
-    const auto found = std::find_if(table.begin(), table.end(), [parameter](const Words &words) {
-        return words.parameter == parameter;
-    });
-    return found == table.end() ? none : *found;
-}
-
-std::string mnemonicOf(Tk::TextCommands parameter) {
+std::string mnemonicOf(int parameter) {
     std::string letters;
     for (int shift = 16; shift >= 0; shift -= 8) {
         const int letter = (parameter >> shift) & 0xFF;
