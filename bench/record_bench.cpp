@@ -12,7 +12,7 @@
 // ask, the frame itself, and none else. More is an error.
 
 #include "allocations.h"
-#include "generator.h"
+#include "lines.h"
 #include "tkbinary_aec.h"
 #include "tkbinary_dorvatable.h"
 #include "tkbinary_fluoro.h"
@@ -141,7 +141,7 @@ constexpr std::array<int, 40> PARAMETERS{
     Tk::TU,  Tk::AL,  Tk::CN,  Tk::HE,  Tk::ATP, Tk::COL, Tk::FIL, Tk::FP,  Tk::BCP, Tk::RAP};
 
 void status(benchmark::State &state) {
-    AnsweringLeanLine line(std::chrono::milliseconds(0));
+    MemoryLine<Generator> line;
     TkGeneratorControl engine(&line.link());
     engine.startControl();
     engine.enableRefresh(true, false);
