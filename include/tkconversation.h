@@ -37,12 +37,12 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     void enableDispatcher(bool enable) { m_bDispatcherEnabled = enable; }
     bool isDispatcherEnabled() const { return m_bDispatcherEnabled; }
 
-    /// Turns polling on or off; off at the start. While it is on the engine asks for everything
-    /// that it is to know, again and again, connects by that, and probes a lost link until the far
-    /// end answers. Turned off, the values and the connection stay as they are; with
-    /// `dropConnection` the engine forgets all values and fires lostComms before the call returns,
-    /// which blocks while another thread's dispatcher runs; what is queued still goes out, and the
-    /// rest of an answer that is being told is still stored. From a callback it never blocks: when
+    /// Turns polling on or off; off at the start. While it is on the engine asks again and again
+    /// for what it is to know, connects by that, and probes a lost link until the far end answers.
+    /// Turned off, the values and the connection stay as they are; with `dropConnection` the engine
+    /// forgets what it forgets with a lost link, and fires lostComms before the call returns, which
+    /// blocks while another thread's dispatcher runs; what is queued still goes out, and the rest
+    /// of an answer that is being told is still stored. From a callback it never blocks: when
     /// another thread is in a callback of this engine, that thread carries it out as soon as its
     /// callback has returned.
     void enableRefresh(bool enable, bool dropConnection);
@@ -50,9 +50,9 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
 
     /// Whether enough is known about the far end to work with it. CommsReEstablished is fired when
     /// it becomes true, the first time too, and lostComms whenever a far end didn't answer three
-    /// sendings of one frame, or the connection is dropped. Only polling makes it true. When
-    /// another thread drops the connection just then, dispatchers may hear of the two in the other
-    /// order: this tells what holds.
+    /// sendings of one frame, or the connection is dropped. What is enough is the engine's to say,
+    /// and polling asks for it. When another thread drops the connection just then, dispatchers may
+    /// hear of the two in the other order: this tells what holds.
     bool connected() const { return m_bConnected; }
 
     /// The link, or null. One that the engine made itself lives until changeCommDevice.
@@ -132,8 +132,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
 
     // --- What an engine adds; all on the worker thread, but for encodeFrame and forget ---
 
-    /// Makes the frame of a command; empty when there is none. With the queue's lock held, on any
-    /// thread.
+    /// Makes the frame of a command, which is queued next; empty when there is none. With the
+    /// queue's lock held, on any thread.
     virtual std::vector<unsigned char> encodeFrame(int command, int value) = 0;
     /// Whether the bytes received so far are a whole frame.
     virtual bool frameComplete(const std::vector<unsigned char> &received) const = 0;
@@ -143,6 +143,8 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     virtual bool isAnswered(int awaited) const = 0;
     /// Whether a frame whose first item is `command` responds to one that awaits `awaited`.
     virtual bool answers(int command, int awaited) const = 0;
+    /// A good frame has come, known or not.
+    virtual void accepted() {}
     /// A frame has come whose items are taken over next, one by one.
     virtual void received(const std::vector<Item> & /*items*/) {}
     /// Takes one item over.
@@ -193,14 +195,15 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     /// Waits for an answer up to `limit` ms. At once false when it can't come.
     bool waitForAnswer(const Answer &answer, unsigned long limit);
     bool isKnown(int key) const;
-    /// The items that a codec has found. Returns true.
-    static bool takeItems(TkItemCodec &codec, std::vector<Item> &items);
+    /// The items that a codec has found.
+    static void takeItems(TkItemCodec &codec, std::vector<Item> &items);
     /// Stores an item's value, and tells the dispatchers, without data, when it differs from the
     /// last one. With the turn held.
     void storeChange(int command, int value);
     /// Tells the dispatchers of an item, unless they are to hear nothing.
     void tell(int command, void *data = nullptr);
-    /// Sends one byte beside the queue, which nothing answers, and which the logs don't hold.
+    /// Answers with one byte, beside the queue, on the link from which the last frame came. Nothing
+    /// answers it, and the logs don't hold it. The worker's.
     void sendControlByte(char byte);
     /// How many frames are queued.
     std::size_t queuedFrames();
@@ -285,6 +288,7 @@ class TKGEN_EXPORT TkConversation : public TkThread, public Tk {
     std::atomic<bool> m_bReceivedLost{false}; // the worker is to empty m_RxBuffer
 
     // The worker's own
+    std::shared_ptr<TkComms> m_pReading; // while it reads; a callback may change the link
     std::vector<unsigned char> m_RxBuffer;
     std::vector<unsigned char> m_Frame; // the last whole one
     std::vector<Item> m_Items;

@@ -196,7 +196,7 @@ class TKGEN_EXPORT TkInfimedDispatcher : public TkBaseDispatcher {
     friend class TkDispatchManager;
     friend struct TkInfimedCommandTable;
 
-    virtual void lostComms() {}          ///< the link is lost, and the values with it
+    virtual void lostComms() {}          ///< the link is lost, and the acquire state with it
     virtual void CommsReEstablished() {} ///< enough is known again to work with the far end
 
     virtual void infimed_aquire_changed() {}        ///< acquire state
@@ -206,7 +206,7 @@ class TKGEN_EXPORT TkInfimedDispatcher : public TkBaseDispatcher {
     virtual void infimed_mask_changed() {}          ///< mask
     virtual void infimed_horiz_reverse_changed() {} ///< horizontal reverse
     virtual void infimed_vert_reverse_changed() {}  ///< vertical reverse
-    virtual void infimed_error_message() {}         ///< a text was added to the queue of texts
+    virtual void infimed_error_message() {}         ///< a text waits, or is told anew
     virtual void infimed_invert_changed() {}        ///< invert
     virtual void infimed_version_changed() {}       ///< version
 };

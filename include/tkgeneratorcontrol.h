@@ -16,6 +16,7 @@ class TkTextCodec;
 /// engines, threads among it.
 ///
 /// The usual order is: create it, register dispatchers, startControl, enableRefresh(true, false).
+/// It is connected when polling has read all that a console needs to know; nothing else connects.
 /// Unless enableExposures says that the application takes part in exposures, the engine answers
 /// every prep of the generator with a refusal. It echoes every latched error by itself.
 class TKGEN_EXPORT TkGeneratorControl : public TkConversation {

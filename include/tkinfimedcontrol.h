@@ -37,8 +37,8 @@ class TKGEN_EXPORT TkInfimedControl : public TkConversation {
         COMMAND_1010,
         COMMAND_1011,
         INVERT,
-        VERSION,     ///< the value is the code of a character
-        TEXT = 2000, ///< no command: 1 once a text has come, 0 before
+        VERSION,    ///< the value is the code of a character
+        TEXT = 2000 ///< no command: 1 once a text has come, 0 before and while another is told
     };
 
     /// What transmitMsg takes for WINDOW and LEVEL; every other value asks for no change.
@@ -76,9 +76,9 @@ class TKGEN_EXPORT TkInfimedControl : public TkConversation {
     /// engine no answer can come: there it returns false at once, with the frame queued.
     bool transmitMsg(int command, int value, bool wait);
 
-    /// Takes the oldest text of the console off its queue; empty when none waits, and without
-    /// memory. infimed_error_message tells of a text; from the second one on it is called twice for
-    /// an error, first when nothing has been added yet.
+    /// Takes the oldest text of the console off its queue; empty when none waits. A text is there
+    /// before the value that came with it is told. infimed_error_message tells of it; for an error
+    /// that isn't the first one it is called twice.
     std::string errorMsg();
 
     /// How many texts weren't kept, because those that wait have taken up 1 MiB.
@@ -90,13 +90,13 @@ class TKGEN_EXPORT TkInfimedControl : public TkConversation {
     bool decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) override;
     bool isAnswered(int awaited) const override;
     bool answers(int command, int awaited) const override;
+    void accepted() override;
+    void received(const std::vector<Item> &items) override;
     void handleReceivedMsg(int command, int value) override;
     void sendProbe() override;
     void poll(int &step) override;
     bool allKnown() const override;
     void forget() override;
-
-    bool queue(int command, int value);
 
     const std::unique_ptr<TkInfimedCodec> m_pCodec; // encodes under m_QueueMutex
     const std::unique_ptr<TkTextQueue> m_pTexts;    // has a lock of its own, a leaf

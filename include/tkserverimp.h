@@ -156,9 +156,9 @@ class TKGEN_EXPORT TkServerSocketQueue {
 /// Ready, and the Shutdown of a shutdown that waits.
 ///
 /// A peer that turns out to have gone, when it is read or sent to, is dropped like a silent one and
-/// harms nobody else. A read, or the sending of a command, that fails for any other reason, and want
-/// of memory, end the service: tcpip_Server_Failed tells, and a shutdown and a new run bring it
-/// back, from a thread that isn't the server's own.
+/// harms nobody else. A read, or the sending of a command, that fails for any other reason, and
+/// want of memory, end the service: tcpip_Server_Failed tells, and a shutdown and a new run bring
+/// it back, from a thread that isn't the server's own.
 ///
 /// The SITEINFO that tcpip_Server_Ready and tcpip_Server_Logoff carry stands until the next such
 /// event, and no longer than the server.

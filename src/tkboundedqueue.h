@@ -21,12 +21,12 @@ class TkBoundedQueue {
     void add(T item) {
         const TkLock lock(m_Mutex);
         const std::size_t weight = m_Weight(item);
-        if (weight > m_nMost - m_nWeight) {
-            ++m_nLost;
-            return;
+        ++m_nLost; // unless it goes well
+        if (weight <= m_nMost - m_nWeight) {
+            m_Items.push_back(std::move(item));
+            m_nWeight += weight;
+            --m_nLost;
         }
-        m_Items.push_back(std::move(item));
-        m_nWeight += weight;
     }
 
     /// The oldest item, or an empty one.

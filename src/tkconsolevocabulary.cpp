@@ -49,7 +49,7 @@ constexpr std::array<TkInfimedCommand, 16> TkInfimedCommandTable::rows{{
         {1012, "N",          Form::digit, true,     "n",  Form::digit,  1,    false, &TkInfimedDispatcher::infimed_invert_changed},
         {1013, "v00100000@", Form::fixed, false,    "v",  Form::byte,   1,    false, &TkInfimedDispatcher::infimed_version_changed},
         {2000, "",           Form::none,  false,    "*",  Form::none,   0,    true,  &TkInfimedDispatcher::infimed_error_message},
-        {1009, "",           Form::none,  false,    "M",  Form::digit,  1,    false, {}}, // or so
+        {1009, "",           Form::none,  false,    "M",  Form::digit,  1,    false, {}}, // as it also tells it
 }};
 // clang-format on
 

@@ -202,8 +202,8 @@ void TkConversation::writeFrame(TkComms &comms, std::vector<unsigned char> &fram
 
 void TkConversation::sendControlByte(char byte) {
     try {
-        if (const std::shared_ptr<TkComms> comms = link()) {
-            comms->write_ch(byte);
+        if (m_pReading) {
+            m_pReading->write_ch(byte);
         }
     } catch (...) {
         // As with a frame.
@@ -252,16 +252,13 @@ void TkConversation::flushTxBuffer() {
 // --- Receiving ----------------------------------------------------------------------------------
 
 void TkConversation::processReceivedMsgs() {
-    const std::shared_ptr<TkComms> comms = link();
-    if (!comms) {
-        return;
-    }
+    m_pReading = link();
     unsigned char byte = 0;
-    for (std::size_t i = 0; i < BYTES_A_CYCLE && readByte(*comms, byte); ++i) {
-        if (!receiveByte(byte)) {
-            return;
-        }
+    bool more = m_pReading != nullptr;
+    for (std::size_t i = 0; more && i < BYTES_A_CYCLE && readByte(*m_pReading, byte); ++i) {
+        more = receiveByte(byte);
     }
+    m_pReading.reset();
 }
 
 /// Returns whether this cycle goes on reading.
@@ -360,7 +357,7 @@ void TkConversation::handleText(bool overlong) {
         m_nRetries = 0;
     } else if (overlong || !decodeFrame(m_Frame, m_Items)) {
         logRefused("Invalid Checksum on");
-    } else if (m_Items.empty() || !m_pParameters->declares(m_Items.front().command)) {
+    } else if (accepted(); m_Items.empty() || !m_pParameters->declares(m_Items.front().command)) {
         logRefused(m_FarEnd.unknown);
     } else {
         handleItems();
@@ -384,12 +381,11 @@ void TkConversation::handleItems() {
     }
 }
 
-bool TkConversation::takeItems(TkItemCodec &codec, std::vector<Item> &items) {
+void TkConversation::takeItems(TkItemCodec &codec, std::vector<Item> &items) {
     items.clear();
     for (int i = 0; i < codec.getNumCmds(); ++i) {
         items.push_back({codec.decodedCmd(i), codec.decodedValue(i)});
     }
-    return true;
 }
 
 void TkConversation::storeChange(int command, int value) {

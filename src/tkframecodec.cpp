@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr unsigned char ETX = 0x03;
 constexpr unsigned char BLANK = ' ';
 constexpr std::size_t LONGEST_VALUE = 9; // characters of a value's text
 constexpr std::size_t LONGEST_MNEMONIC = 3;
@@ -76,12 +75,12 @@ int tkNumberIn(const unsigned char *text, const unsigned char *end) {
 
 // --- A frame -------------------------------------------------------------------------------------
 
-TkFrameCodec::TkFrameCodec(const char *source, std::size_t longest) {
+TkFrameCodec::TkFrameCodec(const char *source, int line, std::size_t longest) {
     try {
         m_Encoded.reserve(longest);
     } catch (const std::bad_alloc &) {
         std::fprintf(stderr, "Unable to allocate memory for encoded msg. [%s] , [%d]\n", source,
-                     __LINE__);
+                     line);
     }
 }
 
@@ -135,7 +134,7 @@ bool TkItemCodec::takeItems(const unsigned char *text, const unsigned char *end)
             const unsigned char *const value = text;
             const auto width =
                 std::min<std::ptrdiff_t>(row->replyChars + (minus ? 1 : 0), end - text);
-            text = std::find(value, value + width, ETX);
+            text = std::find(value, value + width, TK_ETX);
             m_Commands.push_back(row->number);
             m_Values.push_back(tkNumberIn(value, text));
         }

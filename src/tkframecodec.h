@@ -7,12 +7,16 @@
 #include <cstddef>
 #include <vector>
 
+/// The byte that ends the text of every frame.
+constexpr unsigned char TK_ETX = 0x03;
+
 /// What std::atoi makes of a few characters, without a look behind them: blanks, a sign, digits up
 /// to the first other character; 0 without a digit.
 int tkNumberIn(const unsigned char *text, const unsigned char *end);
 
 /// What the codecs share: the frame that was made last. encodedMsg may be used from any thread; who
-/// needs the frame of his own encode keeps others out until he has it.
+/// needs the frame of his own encode keeps others out until he has it. Without memory encoding, and
+/// the copy, throw std::bad_alloc.
 class TkFrameCodec {
   public:
     TkFrameCodec(const TkFrameCodec &) = delete;
@@ -22,8 +26,9 @@ class TkFrameCodec {
     std::vector<unsigned char> encodedMsg();
 
   protected:
-    /// `longest` is the usual frame's length at the most.
-    TkFrameCodec(const char *source, std::size_t longest);
+    /// `source` and `line` are told when memory is short, `longest` is the usual frame's length at
+    /// the most.
+    TkFrameCodec(const char *source, int line, std::size_t longest);
     ~TkFrameCodec() = default;
 
     TkMutex m_Mutex; // guards all of a codec; no other lock is taken while it is held
@@ -46,8 +51,8 @@ class TkItemCodec : public TkFrameCodec {
     using Find = const TkTextItem *(*)(int number);
 
     /// `lead` is a mnemonic that begins a line of items and is none itself; 0 without one.
-    TkItemCodec(const char *source, std::size_t longest, Find find, int lead = 0)
-        : TkFrameCodec(source, longest), m_Find(find), m_nLead(lead) {}
+    TkItemCodec(const char *source, int line, std::size_t longest, Find find, int lead = 0)
+        : TkFrameCodec(source, line, longest), m_Find(find), m_nLead(lead) {}
     ~TkItemCodec() = default;
 
     /// Begins a frame with a command. False, with the message empty, for one that isn't sent, and

@@ -4,7 +4,6 @@
 
 namespace {
 
-constexpr unsigned char ETX = 0x03;
 constexpr std::size_t LONGEST_FRAME = 12; // letter, value, ETX
 
 const TkTextItem *find(int number) {
@@ -13,14 +12,15 @@ const TkTextItem *find(int number) {
 
 } // namespace
 
-TkGEHLTextCodec::TkGEHLTextCodec() : TkItemCodec("src/tkgehlcodec", LONGEST_FRAME, find) {}
+TkGEHLTextCodec::TkGEHLTextCodec()
+    : TkItemCodec("src/tkgehlcodec.cpp", __LINE__, LONGEST_FRAME, find) {}
 
 bool TkGEHLTextCodec::encode(int command, int value) {
     const TkLock lock(m_Mutex);
     if (!encodeItem(command, value)) {
         return false;
     }
-    m_Encoded.push_back(ETX);
+    m_Encoded.push_back(TK_ETX);
     return true;
 }
 

@@ -9,8 +9,7 @@
 
 namespace {
 
-constexpr unsigned char ETX = 0x03;
-constexpr unsigned char NO_TEXT = 0x01; // no frame of the console's begins so
+constexpr unsigned char NO_TEXT = 0x01; // no frame begins so: it waits for the next time-out
 
 constexpr long POLLING_PERIOD = 250; // ms
 
@@ -59,11 +58,15 @@ std::vector<unsigned char> TkGEHLControl::encodeFrame(int command, int value) {
 }
 
 bool TkGEHLControl::frameComplete(const std::vector<unsigned char> &received) const {
-    return received.size() > 1 && received.back() == ETX && received.front() != NO_TEXT;
+    return received.size() > 1 && received.back() == TK_ETX && received.front() != NO_TEXT;
 }
 
 bool TkGEHLControl::decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) {
-    return m_pCodec->decode(&frame) && takeItems(*m_pCodec, items);
+    const bool good = m_pCodec->decode(&frame);
+    if (good) {
+        takeItems(*m_pCodec, items);
+    }
+    return good;
 }
 
 bool TkGEHLControl::isAnswered(int awaited) const {

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr unsigned char ETX = 0x03;
-
 /// Between two ticks of polling while connected, in ms. A serial port is polled as fast as the
 /// generator answers; a link of the application's may be shared, and is spared.
 constexpr long BORROWED_LINK_PERIOD = 250;
@@ -150,11 +148,15 @@ bool TkGeneratorControl::frameComplete(const std::vector<unsigned char> &receive
     if (isRecord(received)) {
         return isWholeRecord(received);
     }
-    return received.size() > 2 && received[received.size() - 2] == ETX;
+    return received.size() > 2 && received[received.size() - 2] == TK_ETX;
 }
 
 bool TkGeneratorControl::decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) {
-    return m_pCodec->decode(&frame) && takeItems(*m_pCodec, items);
+    const bool good = m_pCodec->decode(&frame);
+    if (good) {
+        takeItems(*m_pCodec, items);
+    }
+    return good;
 }
 
 /// An error is the generator's answer to whatever it was asked.

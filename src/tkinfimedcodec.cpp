@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr unsigned char STX = 0x02;
-constexpr unsigned char ETX = 0x03;
 constexpr char CLOSE = '@';        // of a field, and of the body
 constexpr std::size_t FRAMING = 3; // STX, ETX, sum
 constexpr std::size_t LONGEST_BODY = 10;
@@ -69,7 +67,8 @@ std::string bodyOf(const TkInfimedCommand &row, int value, char step) {
 
 } // namespace
 
-TkInfimedCodec::TkInfimedCodec() : TkFrameCodec("src/tkinfimedcodec", FRAMING + LONGEST_BODY) {}
+TkInfimedCodec::TkInfimedCodec()
+    : TkFrameCodec("src/tkinfimedcodec.cpp", __LINE__, FRAMING + LONGEST_BODY) {}
 
 bool TkInfimedCodec::encode(int command, int value, char step) {
     const TkInfimedCommand *const row = TkInfimedCommandTable::find(command);
@@ -81,7 +80,7 @@ bool TkInfimedCodec::encode(int command, int value, char step) {
     const std::string body = bodyOf(*row, value, step);
     m_Encoded.push_back(STX);
     m_Encoded.insert(m_Encoded.end(), body.begin(), body.end());
-    m_Encoded.push_back(ETX);
+    m_Encoded.push_back(TK_ETX);
     m_Encoded.push_back(sum(m_Encoded.data() + 1, m_Encoded.data() + 1 + body.size()));
     return true;
 }

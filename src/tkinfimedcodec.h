@@ -14,6 +14,8 @@
 /// encode, errorMsg, decodedCmd and decodedValue may be used from any thread; see TkFrameCodec.
 class TkInfimedCodec final : public TkFrameCodec {
   public:
+    static constexpr unsigned char STX = 0x02;
+
     TkInfimedCodec();
 
     /// Makes the frame of a command. False, with the message empty, for one that doesn't exist.

@@ -6,25 +6,21 @@
 #include "tkinfimedcodec.h"
 #include "tkparametertable.h"
 
-#include <new>
+#include <string>
 
-using Text = std::vector<unsigned char>;
-
-struct TkTextQueue : TkBoundedQueue<Text> {
+struct TkTextQueue : TkBoundedQueue<std::string> {
     using TkBoundedQueue::TkBoundedQueue;
 };
 
 namespace {
 
-constexpr unsigned char STX = 0x02;
-constexpr unsigned char ETX = 0x03;
 constexpr char ACK = 0x06;
 
 constexpr long POLLING_PERIOD = 500; // ms
 constexpr std::size_t MOST_TEXT = std::size_t{1} << 20;
 
 /// With what it takes to keep it: the console may send texts of one byte for ever.
-std::size_t weightOf(const Text &text) {
+std::size_t weightOf(const std::string &text) {
     constexpr std::size_t keeping = 64;
     return text.size() + keeping;
 }
@@ -65,13 +61,8 @@ bool TkInfimedControl::transmitMsg(int command, int value, bool wait) {
     return transmit(command, value, command, wait && m_pParameters->declares(command));
 }
 
-bool TkInfimedControl::queue(int command, int value) {
-    return transmitMsg(command, value, false);
-}
-
 std::string TkInfimedControl::errorMsg() {
-    const Text text = m_pTexts->take();
-    return {text.begin(), text.end()};
+    return m_pTexts->take();
 }
 
 unsigned long TkInfimedControl::lostErrorMsgs() const {
@@ -88,15 +79,14 @@ std::vector<unsigned char> TkInfimedControl::encodeFrame(int command, int value)
 /// The sum can have any value, that of an ETX too. What doesn't begin a frame is waste until the
 /// next response time runs out.
 bool TkInfimedControl::frameComplete(const std::vector<unsigned char> &received) const {
-    return received.size() > 2 && received[received.size() - 2] == ETX && received.front() == STX;
+    return received.size() > 2 && received[received.size() - 2] == TK_ETX &&
+           received.front() == TkInfimedCodec::STX;
 }
 
-/// The console repeats a frame that nobody acknowledges, be it one that nobody knows.
 bool TkInfimedControl::decodeFrame(std::vector<unsigned char> &frame, std::vector<Item> &items) {
     if (!m_pCodec->decode(&frame)) {
         return false;
     }
-    sendControlByte(ACK);
     items.assign(1, {m_pCodec->decodedCmd(), m_pCodec->decodedValue()});
     return true;
 }
@@ -110,6 +100,20 @@ bool TkInfimedControl::answers(int /*command*/, int /*awaited*/) const {
     return true;
 }
 
+/// The console repeats a frame that nobody acknowledges, be it one that nobody knows.
+void TkInfimedControl::accepted() {
+    sendControlByte(ACK);
+}
+
+/// A text waits before the value of its frame is told: who waits for that, and then looks for a
+/// text, mustn't miss it.
+void TkInfimedControl::received(const std::vector<Item> & /*items*/) {
+    const std::vector<unsigned char> text = m_pCodec->errorMsg();
+    if (!text.empty()) {
+        m_pTexts->add({text.begin(), text.end()});
+    }
+}
+
 /// A text is told though the last one hasn't been taken: the queue is there for that.
 void TkInfimedControl::handleReceivedMsg(int command, int value) {
     const Turn turn(*this);
@@ -117,9 +121,7 @@ void TkInfimedControl::handleReceivedMsg(int command, int value) {
         return;
     }
     storeChange(command, value);
-    Text text = m_pCodec->errorMsg();
-    if (!text.empty()) {
-        m_pTexts->add(std::move(text));
+    if (m_pCodec->isErrorAvailable()) {
         int before = 0;
         m_pParameters->exchange(TEXT, 1, before);
         tell(TEXT);
@@ -130,15 +132,15 @@ void TkInfimedControl::handleReceivedMsg(int command, int value) {
 
 void TkInfimedControl::poll(int &step) {
     if (step == 0) {
-        queue(ALIVE, 0);
+        transmitMsg(ALIVE, 0, false);
     } else {
-        queue(ACQUIRE, REQUEST_QUERY);
+        transmitMsg(ACQUIRE, REQUEST_QUERY, false);
     }
     step = 1 - step;
 }
 
 void TkInfimedControl::sendProbe() {
-    queue(ACQUIRE, REQUEST_QUERY);
+    transmitMsg(ACQUIRE, REQUEST_QUERY, false);
 }
 
 bool TkInfimedControl::allKnown() const {

@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr unsigned char ETX = 0x03;
 constexpr std::size_t LONGEST_LINE = 99; // characters of a program line
 
 unsigned char sum(const unsigned char *bytes, const unsigned char *end) {
@@ -23,7 +22,8 @@ const TkTextItem *find(int number) {
 
 } // namespace
 
-TkTextCodec::TkTextCodec() : TkItemCodec("src/tktextcodec", LONGEST_LINE + 2, find, Tk::SA) {}
+TkTextCodec::TkTextCodec()
+    : TkItemCodec("src/tktextcodec.cpp", __LINE__, LONGEST_LINE + 2, find, Tk::SA) {}
 
 bool TkTextCodec::encode(int command, int value) {
     const TkLock lock(m_Mutex);
@@ -49,7 +49,7 @@ bool TkTextCodec::encodeAprMsg(int ws, int fo, int et, int fi, int fs, int fn, i
 }
 
 void TkTextCodec::closeFrame() {
-    m_Encoded.push_back(ETX);
+    m_Encoded.push_back(TK_ETX);
     m_Encoded.push_back(sum(m_Encoded.data(), m_Encoded.data() + m_Encoded.size()));
 }
 

@@ -194,6 +194,7 @@ TEST_F(InfimedEngine, PollsBySignsOfLifeAndQueriesInTurn) {
 }
 
 TEST_F(InfimedEngine, TextsAreKeptInOrder) {
+    EXPECT_EQ(value(2000), 0);
     receive(infimedFrame("_j0first@"));
     EXPECT_EQ(told(),
               (Told{"infimed_aquire_changed", "infimed_error_message", "CommsReEstablished"}));
@@ -206,6 +207,14 @@ TEST_F(InfimedEngine, TextsAreKeptInOrder) {
     EXPECT_EQ(engine.errorMsg(), "first");
     EXPECT_EQ(engine.errorMsg(), "second");
     EXPECT_EQ(engine.errorMsg(), "");
+    onEvent = [&](const std::string &event) {
+        if (event == "infimed_aquire_changed") {
+            EXPECT_EQ(engine.errorMsg(), "third") << "who waits for the value finds it";
+        }
+    };
+    receive(infimedFrame("_j1third@"));
+    EXPECT_EQ(told(),
+              (Told{"infimed_mask_changed", "infimed_aquire_changed", "infimed_error_message"}));
 }
 
 TEST_F(InfimedEngine, AFloodOfTextsIsBounded) {

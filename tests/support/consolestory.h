@@ -129,10 +129,24 @@ TYPED_TEST_P(ConsoleStory, DroppingTheConnection) {
     this->engine.enableRefresh(false, true);
     EXPECT_EQ(this->told(), Told{"lostComms"}) << "at once";
     this->send(this->SECOND, 6);
+    this->receive(TypeParam::tells(this->SECOND, 6));
+    EXPECT_EQ(this->value(this->FIRST), -999) << "the half frame is gone";
     this->receive(reply);
-    EXPECT_EQ(this->value(this->FIRST), 5) << "the half frame is gone";
     EXPECT_EQ(this->sent().back(), TypeParam::sets(this->SECOND, 6)) << "the queue isn't";
     EXPECT_FALSE(this->engine.connected() || this->engine.refreshEnabled());
+}
+
+TYPED_TEST_P(ConsoleStory, PollingWaitsForWhatItHasAsked) {
+    for (int i = 0; i < 5; ++i) {
+        this->send(this->FIRST, i);
+    }
+    this->engine.enableRefresh(true, false);
+    for (int i = 0; i < 4; ++i) {
+        this->clock.advance(500);
+        this->receive(TypeParam::tells(this->FIRST, i));
+    }
+    EXPECT_EQ(this->engine.queued(), 2u) << "one of each";
+    EXPECT_EQ((this->engine.*TypeParam::SET)(1, 1), 0) << "there is no such key";
 }
 
 TYPED_TEST_P(ConsoleStory, WaitsEndAtTheirLimit) {
@@ -239,7 +253,8 @@ TYPED_TEST_P(ConsoleStory, IsDestroyedInTheMiddle) {
 REGISTER_TYPED_TEST_SUITE_P(ConsoleStory, AQueryIsAnsweredAndToldOnce,
                             ALostLinkIsForgottenAndWithoutPollingNotSearched,
                             WithPollingALostLinkIsProbedAndComesBack, DroppingTheConnection,
-                            WaitsEndAtTheirLimit, WhatIsLeftOfAnOverlongFrameIsNone,
-                            ThreadsAndCallbacksThatTransmit, IsDestroyedInTheMiddle);
+                            PollingWaitsForWhatItHasAsked, WaitsEndAtTheirLimit,
+                            WhatIsLeftOfAnOverlongFrameIsNone, ThreadsAndCallbacksThatTransmit,
+                            IsDestroyedInTheMiddle);
 
 #endif
