@@ -20,6 +20,7 @@ constexpr int POLLED[] = {TkGEHLControl::STATE, TkGEHLControl::FRAME_RATE,
 
 std::vector<int> declareParameters() {
     std::vector<int> keys;
+    keys.reserve(TkGEHLCommandTable::rows.size());
     for (const TkGEHLCommand &row : TkGEHLCommandTable::rows) {
         keys.push_back(row.number);
     }
